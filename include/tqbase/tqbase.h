@@ -1,0 +1,13 @@
+// tqbase.h - the whole public interface of tqBase.
+#ifndef TQBASE_TQBASE_H
+#define TQBASE_TQBASE_H
+
+#include "tqbase/tqbasexp.h"
+#include "tqbase/checked.h"
+#include "tqbase/anxfuns.h"
+#include "tqbase/errorinfo.h"
+#include "tqbase/memorymanage.h"
+#include "tqbase/amathopt.h"
+#include "tqbase/acompress.h"
+
+#endif  // TQBASE_TQBASE_H

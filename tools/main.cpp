@@ -1,0 +1,38 @@
+// main.cpp - entry point of the tqbase command-line tool: gathers the
+// registered subcommands and runs the one named on the command line.
+#include "command.h"
+
+#include <tqbase/tqbase.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+#include <vector>
+
+namespace tqtool {
+namespace {
+std::vector<std::pair<std::string, SetupFn>>& Registry() {
+  static std::vector<std::pair<std::string, SetupFn>> r;
+  return r;
+}
+int g_exitCode = 0;
+}  // namespace
+
+CommandRegistrar::CommandRegistrar(const char* order, SetupFn setup) {
+  Registry().emplace_back(order, setup);
+}
+void ToolExit(int code) { g_exitCode = code; }
+int ExitCode() { return g_exitCode; }
+
+}  // namespace tqtool
+
+int main(int argc, char** argv) {
+  CLI::App app{"tqbase - the tqBase library's command-line tool"};
+  app.require_subcommand(1);
+  auto& reg = tqtool::Registry();
+  std::stable_sort(reg.begin(), reg.end(),
+                   [](const auto& a, const auto& b) { return a.first < b.first; });
+  for (auto& entry : reg) entry.second(app);
+  CLI11_PARSE(app, argc, argv);
+  return tqtool::ExitCode();
+}

@@ -1,0 +1,5 @@
+// acompress.cpp - ACompress table set-up.
+#include "tqbase/acompress.h"
+
+BOOL ACompress::Init() { return TRUE; }
+void ACompress::Exit() {}
