@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# Installs the Debian packages tqBase builds with, when any is missing.
+# Usage: scripts/setup.sh [--fuzz]   (--fuzz adds clang and its runtime)
+set -euo pipefail
+pkgs=(cmake g++ make pkg-config libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev
+      libpng-dev libpixman-1-dev libagg-dev libtiff-dev libb64-dev)
+if [[ "${1:-}" == "--fuzz" ]]; then pkgs+=(clang libclang-rt-14-dev); fi
+missing=()
+for p in "${pkgs[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+if ((${#missing[@]})); then
+  echo "setup: installing ${missing[*]}" >&2
+  sudo_cmd=()
+  if [[ $(id -u) -ne 0 ]]; then sudo_cmd=(sudo); fi
+  export DEBIAN_FRONTEND=noninteractive
+  "${sudo_cmd[@]}" apt-get update -qq
+  "${sudo_cmd[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+fi
