@@ -6,11 +6,12 @@
 #include <atomic>
 #include <cctype>
 #include <cstdio>
-#include <strings.h>
 
 #ifdef _WIN32
-#define strncasecmp _strnicmp
+#include <string.h>
 #define strcasecmp _stricmp
+#else
+#include <strings.h>
 #endif
 
 namespace {
