@@ -9,5 +9,10 @@
 #include "tqbase/memorymanage.h"
 #include "tqbase/amathopt.h"
 #include "tqbase/acompress.h"
+#include "tqbase/geometry.h"
+#include "tqbase/transform.h"
+#include "tqbase/acycle.h"
+#include "tqbase/cloopgrpopt.h"
+#include "tqbase/crstlines.h"
 
 #endif  // TQBASE_TQBASE_H

@@ -1,0 +1,213 @@
+// crstlines.h - CRstLines, the scanline region engine: raster arrays of
+// RSRLINE pieces, scan conversion of polygons, the boolean algebra of
+// regions (AND, OR, DIFF, XOR), repeat-cycle folding, mirroring and masks.
+//
+// A region piece is an RSRLINE (tqbasexp.h states its invariant); a raster
+// array (CRasterArray, CArray<RSRLINE*, RSRLINE*>) is a set of pieces whose
+// pixel set is the union of theirs. Pieces and arrays handed out by the
+// static creators are heap objects the caller owns and frees with Delete or
+// Release. CRstLines owns one raster array and keeps the united box.
+//
+// Well-formed pieces. IsValid checks the structural rules (counts, rows,
+// box); IsWellFormed adds what every result of this engine also holds:
+// within a row the runs ascend, and two runs of a row never overlap or
+// touch (x2 + 1 < next x1). All operations accept valid pieces that are not
+// well-formed (their rows are sorted and merged on the fly) and always
+// return well-formed ones. Operations that change a region re-check
+// IsWellFormed on entry and exit when validation is on (always in debug
+// builds; SetValidate turns it on in release builds), raising an assertion
+// on a breach.
+//
+// Conventions: boxes inside pieces are inclusive, RECT arguments are
+// half-open unless stated. Nothing throws; allocation failures give a
+// null/FALSE/RST_FAILED result, free everything made, and leave a text in
+// g_Error.
+#ifndef TQBASE_CRSTLINES_H
+#define TQBASE_CRSTLINES_H
+
+#include "tqbase/tqbasexp.h"
+#include "tqbase/geometry.h"
+#include "tqbase/cloopgrpopt.h"
+
+class ACycle;
+
+class TQBASE_API CRstLines {
+public:
+  CRstLines();
+  CRstLines(const CRstLines& other);             // deep copy
+  CRstLines& operator=(const CRstLines& other);  // deep copy
+  virtual ~CRstLines();
+
+  // ---- the owned region ---------------------------------------------------
+
+  // Frees the array (assertion and nothing done when not owning), empties
+  // the box.
+  void SetEmpty();
+  // One polygon. FALSE for null points, n < 1, or a bad fill mode.
+  BOOL Create(const POINT* pts, int n, AFillMode mode);
+  // A polygon set: counts[i] points for polygon i, nPolys polygons.
+  // nJoin == 0: each polygon is filled on its own and the region is their
+  // union (polygons never cut holes into each other). nJoin != 0: the
+  // polygons form one outline set under the fill mode, as a platform
+  // poly-polygon does (under alternate fill a polygon inside another cuts a
+  // hole).
+  BOOL Create(const POINT* pts, const int* counts, int nPolys, AFillMode mode, int nJoin);
+  // A rectangle (half-open RECT). nInflate grows it by that many pixels on
+  // every side (negative shrinks); dScale, when > 0 and not 1, scales all
+  // four edges about the origin first (edges converted with AnxFloatToInt,
+  // rounded). An empty result leaves the region empty and returns FALSE.
+  BOOL Create(const RECT& rc, int nInflate = 0, double dScale = 1.0);
+  // The region enclosed by a contour loop group (loops filled together,
+  // alternate fill, so inner loops cut holes).
+  BOOL Create(const ANLOOPGRP* group);
+  BOOL Copy(const CRstLines* src);
+  BOOL Copy(const CRasterArray* src);
+  // Recomputes the box from the array.
+  void Update();
+  RECT GetBox() const { return m_rcBox; }
+  CRasterArray* GetData() const { return m_pRstArray; }
+  BOOL IsOwnData() const { return m_bOwnData; }
+  BOOL IsEmpty() const;
+  // Moves the region. dx = dy = 0 does nothing. TRUE when there is no
+  // array ("nothing left to move"), FALSE otherwise.
+  BOOL Offset(int dx, int dy);
+  // Unites (bAdd != 0) or subtracts (bAdd == 0, cycle-aware) a region.
+  // Returns RST_NOTEMPTY, RST_EMPTY or RST_FAILED; the piece form gives
+  // RST_FAILED for a null piece or one without runs.
+  int Add(const RSRLINE* piece, int bAdd, const ACycle* cycle = nullptr);
+  int Add(const CRasterArray* arr, int bAdd, const ACycle* cycle = nullptr);
+  // This region becomes a `mode` b (RST_AND..RST_XOR); this object may be
+  // one of the operands. Returns RST_NOTEMPTY, RST_EMPTY or RST_FAILED.
+  int Combine(const CRstLines* a, const CRstLines* b, int mode, const ACycle* cycle = nullptr);
+  BOOL PtInRstLines(const POINT& pt, const ACycle* cycle = nullptr) const;
+  // Moves the region so that its box's top-left corner lies in the base
+  // repeat cell (no-op when the cycle is null or off).
+  BOOL CalLocal(const ACycle* cycle);
+  // Replaces the region by its repeat over *rc (half-open): every pixel p of
+  // rc whose folded position lies in the folded region. A null or off cycle
+  // clips the region to rc. FALSE on bad arguments or failure (region kept).
+  BOOL Cycle(const ACycle* cycle, const RECT* rc);
+  void HorMirror();
+  void VerMirror();
+  // Barycentre, biased half a row to one row down (see the static form).
+  BOOL GetBaryCenter(POINTD& pt);
+  // Takes ownership of *ppArr and nulls the caller's pointer.
+  void SetData(CRasterArray** ppArr);
+  // Copying form: the caller keeps arr.
+  void SetData(CRasterArray* arr);
+  // Takes other's array, box and flag; other is left empty and owning.
+  void MoveData(CRstLines* other);
+
+  // ---- pieces and arrays ---------------------------------------------------
+
+  static BOOL IsValid(const RSRLINE* piece);
+  static BOOL IsValid(const CRasterArray* arr);
+  // IsValid plus sorted, non-touching runs in every row.
+  static BOOL IsWellFormed(const RSRLINE* piece);
+  static BOOL IsWellFormed(const CRasterArray* arr);
+  // Turns the entry/exit invariant checks on or off; returns the previous
+  // setting. On by default in debug builds, off in release builds.
+  static BOOL SetValidate(BOOL on);
+
+  // Scan conversion of one polygon (mode 1 alternate, 2 winding). The
+  // outline's pixels belong to the region. Null on bad arguments or
+  // allocation failure.
+  static RSRLINE* CreateRaster(const POINT* pts, int n, int mode);
+  static CRasterArray* CreateRasterArray(const POINT* pts, int n, int mode);
+  // Polygon set; nJoin as in Create. One piece per band of non-empty rows.
+  static CRasterArray* CreateRasterArray(const POINT* pts, const int* counts, int nPolys,
+                                         int mode, int nJoin);
+  static CRasterArray* CreateRasterArray(const ANLOOPGRP* group, int mode);
+  // Two pieces combined by mode (RST_AND..RST_XOR); null when a is null or
+  // on failure; an empty array for any other mode.
+  static CRasterArray* CreateRasterArray(const RSRLINE* a, const RSRLINE* b, int mode);
+
+  static RECT GetBox(const CRasterArray* arr);
+  static BOOL Offset(RSRLINE* piece, int dx, int dy);
+  static BOOL Offset(CRasterArray* arr, int dx, int dy);
+  static BOOL CalLocal(CRasterArray* arr, const ACycle* cycle);
+  static BOOL CopyRaster(RSRLINE* dst, const RSRLINE* src);
+  static BOOL CopyRasterArray(CRasterArray* dst, const CRasterArray* src);
+  static void Delete(RSRLINE*& piece);
+  static void Delete(CRasterArray*& arr);
+  static void Release(CRasterArray* arr);
+  static BOOL IsEmpty(const CRasterArray* arr);
+  static BOOL IsEqual(const RSRLINE* a, const RSRLINE* b);
+  static BOOL IsEqual(const CRasterArray* a, const CRasterArray* b);
+  static BOOL PtInRaster(const RSRLINE* piece, const POINT& pt);
+  // With a cycle switched on, the point is folded into the base cell first.
+  static BOOL PtInRasterArray(const CRasterArray* arr, const POINT& pt, const ACycle* cycle = nullptr);
+  // rc is half-open; TRUE when one run of every row covers its span.
+  static BOOL RectInRaster(const RSRLINE* piece, RECT* rc, const ACycle* cycle = nullptr);
+  // TRUE when some piece covers rc. With a cycle switched on, *rc is first
+  // moved so that its top-left corner lies in the base cell (the caller's
+  // rectangle is updated).
+  static BOOL RectInRasterArray(const CRasterArray* arr, RECT* rc, const ACycle* cycle = nullptr);
+  // Barycentre: (sum x, sum y) / area with each row counted one row below
+  // its place (the first row as top + 1): a kept bias of the system.
+  static BOOL GetBaryCenter(CRasterArray* arr, POINTD& pt);
+
+  // ---- boolean algebra ------------------------------------------------------
+
+  // Two pieces into out (released first). AND, DIFF and XOR give one piece
+  // per band of consecutive non-empty rows; OR gives one piece spanning both
+  // (empty rows allowed) unless a starts two or more rows below b's last
+  // row, then copies of a and b.
+  static BOOL ANDPolylines(const RSRLINE* a, const RSRLINE* b, CRasterArray* out);
+  static BOOL ORPolylines(const RSRLINE* a, const RSRLINE* b, CRasterArray* out);
+  static BOOL DIFFPolylines(const RSRLINE* a, const RSRLINE* b, CRasterArray* out);
+  static BOOL XORPolylines(const RSRLINE* a, const RSRLINE* b, CRasterArray* out);
+  // Two arrays into out (its old pieces are released on success; kept on
+  // failure). Refuses out == a or out == b. The result holds one piece per
+  // band of consecutive non-empty rows, top to bottom. With a cycle switched
+  // on and a mode other than OR, the result is the repeat of a combined with
+  // the repeat of b, restricted to the base cell (0, 0, width, height).
+  static BOOL Create(CRasterArray* out, const CRasterArray* a, const CRasterArray* b, int mode,
+                     const ACycle* cycle = nullptr);
+  // Allocates *result and fills it with Create. RST_NOTEMPTY (array made),
+  // RST_EMPTY (*result null) or RST_FAILED (*result null).
+  static int Combine(const CRasterArray* a, const CRasterArray* b, int mode, CRasterArray** result,
+                     const ACycle* cycle = nullptr);
+  // dst becomes dst united with src folded into the base cell (dst is meant
+  // to live in the cell). Plain union with a null or off cycle.
+  static int CombineCycleRst(CRstLines* dst, const CRstLines* src, const ACycle* cycle);
+  // Intersection tests. Boxes are intersected half-open and runs compared
+  // with strict inequalities: pieces that share only an edge pixel, column
+  // or row do not intersect (a kept rule of the system).
+  static BOOL IsIntersect(const RSRLINE* a, const RSRLINE* b);
+  static BOOL IsIntersect(const CRasterArray* a, const CRasterArray* b);
+  // Not implemented by the system: always asserts and returns TRUE.
+  static BOOL InSide(const CRasterArray* a, const CRasterArray* b);
+  // Orientation of a closed outline in screen coordinates (y down):
+  // 1 clockwise as seen on screen (positive shoelace area sum
+  // x[i]*y[i+1] - x[i+1]*y[i]), -1 counter-clockwise, 0 degenerate (zero
+  // area, null points or fewer than 3). JudgeDirectionFromX decides from the
+  // vertex of least x (least y among ties) by the turn there, 0 when that
+  // turn is straight; it agrees with JudgeDirection on simple polygons.
+  static int JudgeDirection(const POINT* pts, int n);
+  static int JudgeDirectionFromX(const POINT* pts, int n);
+
+  // ---- mirroring and masks -------------------------------------------------
+
+  // x becomes rc.left + rc.right - x (rc inclusive, as the boxes).
+  static void HorMirror(RSRLINE* piece, const CRect& rc);
+  static void HorMirror(CRasterArray* arr, const CRect& rc);
+  // y becomes rc.top + rc.bottom - y; the array form reverses piece order.
+  static void VerMirror(RSRLINE* piece, const CRect& rc);
+  static void VerMirror(CRasterArray* arr, const CRect& rc);
+  // Sets the piece's pixels in a byte mask covering rc (half-open, stride
+  // rc.right - rc.left, no padding) to the low byte of value. Refuses (FALSE,
+  // nothing written) a piece whose box is not inside rc.
+  static BOOL SetRasterMaskInBuf(unsigned char* buf, const RECT& rc, RSRLINE* piece, int value);
+
+protected:
+  // Sizes the piece's arrays to nRuns and nRows and sets its box from the
+  // (sorted) rows: least first x1, greatest last x2, rows from top.
+  static void SetRasterBox(RSRLINE* piece, int nRuns, int nRows, int top);
+
+  CRasterArray* m_pRstArray;  // the pieces; null for an empty region
+  RECT m_rcBox;               // union of the pieces' boxes (Update)
+  BOOL m_bOwnData;            // this object owns and may change m_pRstArray
+};
+
+#endif  // TQBASE_CRSTLINES_H

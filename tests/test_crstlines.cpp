@@ -1,0 +1,979 @@
+// test_crstlines.cpp - the scanline region engine against brute-force pixel
+// models: scan conversion, validity, the four booleans, repeat-cycle
+// folding, mirrors, masks and the owning object.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <random>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tqbase/tqbase.h"
+
+namespace {
+
+typedef std::set<std::pair<long long, long long>> PixelSet;  // (y, x)
+
+PixelSet Pixels(const RSRLINE* p) {
+  PixelSet s;
+  if (!p) return s;
+  const RSRUN* r = p->arRun.GetData();
+  long long y = p->rcBox.top;
+  for (int c : p->arCount) {
+    for (int i = 0; i < c; ++i, ++r)
+      for (long long x = r->x1; x <= r->x2; ++x) s.insert({y, x});
+    ++y;
+  }
+  return s;
+}
+
+PixelSet Pixels(const CRasterArray* a) {
+  PixelSet s;
+  if (!a) return s;
+  for (const RSRLINE* p : *a) {
+    PixelSet t = Pixels(p);
+    s.insert(t.begin(), t.end());
+  }
+  return s;
+}
+
+// Every result of the engine: well-formed pieces, each one band of
+// non-empty rows with a tight box, pieces in row order.
+::testing::AssertionResult Banded(const CRasterArray* a) {
+  if (!a) return ::testing::AssertionSuccess();
+  long long lastBottom = INT64_MIN;
+  for (const RSRLINE* p : *a) {
+    if (!p) return ::testing::AssertionFailure() << "null piece";
+    if (!CRstLines::IsWellFormed(p)) return ::testing::AssertionFailure() << "piece not well formed";
+    for (int c : p->arCount)
+      if (c == 0) return ::testing::AssertionFailure() << "empty row inside a piece";
+    long long maxX2 = INT64_MIN;
+    for (const RSRUN& r : p->arRun) maxX2 = std::max<long long>(maxX2, r.x2);
+    if (maxX2 != p->rcBox.right) return ::testing::AssertionFailure() << "box not tight";
+    if (p->rcBox.top <= lastBottom) return ::testing::AssertionFailure() << "pieces out of row order";
+    lastBottom = p->rcBox.bottom;
+  }
+  return ::testing::AssertionSuccess();
+}
+
+std::string PolyCode(const std::vector<POINT>& pts, int mode) {
+  std::ostringstream o;
+  o << "POINT pts[] = {";
+  for (size_t i = 0; i < pts.size(); ++i) o << (i ? ", " : "") << "{" << pts[i].x << ", " << pts[i].y << "}";
+  o << "}; CRstLines::CreateRaster(pts, " << pts.size() << ", " << mode << ");";
+  return o.str();
+}
+
+std::vector<POINT> RandomPoly(std::mt19937& rng, int n, int span, int ox = 0, int oy = 0) {
+  std::uniform_int_distribution<int> d(-span, span);
+  std::vector<POINT> p((size_t)n);
+  for (POINT& q : p) {
+    q.x = d(rng) + ox;
+    q.y = d(rng) + oy;
+  }
+  return p;
+}
+
+// Continuous model: crossings of the outline with the row (pixel centres
+// on integer coordinates), for rows without a vertex.
+bool ModelSafe(const std::vector<POINT>& p, long long x, long long y, int mode, bool* inside) {
+  int n = (int)p.size();
+  int parity = 0, wind = 0;
+  for (int i = 0; i < n; ++i) {
+    const POINT& a = p[(size_t)i];
+    const POINT& b = p[(size_t)((i + 1) % n)];
+    if (a.y == y || b.y == y) return false;  // vertex rows are not modelled
+    if ((a.y < y) == (b.y < y)) continue;
+    double cx = a.x + (double)(y - a.y) * (double)(b.x - a.x) / (double)(b.y - a.y);
+    if (std::fabs(cx - (double)x) < 1.5) return false;
+    if (cx < (double)x) {
+      parity ^= 1;
+      wind += b.y > a.y ? 1 : -1;
+    }
+  }
+  *inside = mode == 1 ? parity != 0 : wind != 0;
+  return true;
+}
+
+struct AssertCounter {
+  static int count;
+  static void Handler(const char*, int, const char*) { ++count; }
+  TQASSERTHANDLER old;
+  AssertCounter() {
+    count = 0;
+    old = tqSetAssertHandler(&Handler);
+  }
+  ~AssertCounter() { tqSetAssertHandler(old); }
+};
+int AssertCounter::count = 0;
+
+RSRLINE* MakePiece(int top, std::vector<std::vector<std::pair<int, int>>> rows) {
+  RSRLINE* p = new RSRLINE;
+  bool any = false;
+  int l = 0, r = 0;
+  for (auto& row : rows) {
+    p->arCount.Add((int)row.size());
+    for (auto& run : row) {
+      p->arRun.Add(RSRUN{run.first, run.second});
+      if (!any || run.first < l) l = run.first;
+      if (!any || run.second > r) r = run.second;
+      any = true;
+    }
+  }
+  p->rcBox.left = l;
+  p->rcBox.right = r;
+  p->rcBox.top = top;
+  p->rcBox.bottom = top + (int)rows.size() - 1;
+  return p;
+}
+
+CRasterArray* Wrap(RSRLINE* p) {
+  CRasterArray* a = new CRasterArray;
+  a->Add(p);
+  return a;
+}
+
+PixelSet Op(const PixelSet& a, const PixelSet& b, int mode) {
+  PixelSet r;
+  if (mode == RST_AND) {
+    for (auto& q : a)
+      if (b.count(q)) r.insert(q);
+  } else if (mode == RST_OR) {
+    r = a;
+    r.insert(b.begin(), b.end());
+  } else if (mode == RST_DIFF) {
+    for (auto& q : a)
+      if (!b.count(q)) r.insert(q);
+  } else {
+    for (auto& q : a)
+      if (!b.count(q)) r.insert(q);
+    for (auto& q : b)
+      if (!a.count(q)) r.insert(q);
+  }
+  return r;
+}
+
+}  // namespace
+
+// ---- validity ------------------------------------------------------------------
+
+TEST(CRstLinesValidity, StructuralRules) {
+  RSRLINE* p = MakePiece(5, {{{0, 3}}, {{1, 2}, {4, 6}}});
+  EXPECT_TRUE(CRstLines::IsValid(p));
+  p->rcBox.right += 3;  // wider on the right: allowed
+  EXPECT_TRUE(CRstLines::IsValid(p));
+  p->rcBox.right -= 3;
+  p->rcBox.left -= 1;  // wider on the left: refused
+  EXPECT_FALSE(CRstLines::IsValid(p));
+  p->rcBox.left += 1;
+  p->rcBox.bottom += 1;  // row count disagrees
+  EXPECT_FALSE(CRstLines::IsValid(p));
+  p->rcBox.bottom -= 1;
+  p->arCount[0] = 2;  // counts no longer add up
+  EXPECT_FALSE(CRstLines::IsValid(p));
+  p->arCount[0] = 4;
+  p->arCount[1] = -1;  // sums to 3 but hides a row
+  EXPECT_FALSE(CRstLines::IsValid(p));
+  delete p;
+
+  RSRLINE empty;
+  EXPECT_TRUE(CRstLines::IsValid(&empty));
+  empty.rcBox.right = 1;
+  EXPECT_FALSE(CRstLines::IsValid(&empty));
+  EXPECT_FALSE(CRstLines::IsValid((const RSRLINE*)nullptr));
+
+  // More rows than runs is invalid even with a consistent box.
+  RSRLINE* gap = MakePiece(0, {{{0, 0}}, {}, {}});
+  EXPECT_FALSE(CRstLines::IsValid(gap));
+  delete gap;
+
+  // Unsorted rows are valid but not well formed.
+  RSRLINE* uns = MakePiece(0, {{{5, 6}, {0, 1}}});
+  EXPECT_TRUE(CRstLines::IsValid(uns));
+  EXPECT_FALSE(CRstLines::IsWellFormed(uns));
+  delete uns;
+  RSRLINE* touch = MakePiece(0, {{{0, 1}, {2, 3}}});
+  EXPECT_FALSE(CRstLines::IsWellFormed(touch));
+  delete touch;
+}
+
+// ---- scan conversion ---------------------------------------------------------------
+
+TEST(CRstLinesScan, DegenerateOutlines) {
+  POINT one[] = {{7, -3}};
+  RSRLINE* p = CRstLines::CreateRaster(one, 1, 1);
+  ASSERT_NE(p, nullptr);
+  EXPECT_EQ(Pixels(p), (PixelSet{{-3, 7}}));
+  CRstLines::Delete(p);
+  EXPECT_EQ(p, nullptr);
+
+  POINT same[] = {{2, 2}, {2, 2}, {2, 2}};
+  p = CRstLines::CreateRaster(same, 3, 2);
+  EXPECT_EQ(Pixels(p), (PixelSet{{2, 2}}));
+  CRstLines::Delete(p);
+
+  POINT hline[] = {{0, 4}, {9, 4}, {3, 4}};
+  p = CRstLines::CreateRaster(hline, 3, 1);
+  ASSERT_NE(p, nullptr);
+  EXPECT_EQ(p->arRun.GetSize(), 1);
+  EXPECT_EQ(p->arRun[0].x1, 0);
+  EXPECT_EQ(p->arRun[0].x2, 9);
+  CRstLines::Delete(p);
+
+  POINT vline[] = {{3, 0}, {3, 10}};
+  p = CRstLines::CreateRaster(vline, 2, 1);
+  ASSERT_NE(p, nullptr);
+  PixelSet want;
+  for (int y = 0; y <= 10; ++y) want.insert({y, 3});
+  EXPECT_EQ(Pixels(p), want);
+  CRstLines::Delete(p);
+
+  EXPECT_EQ(CRstLines::CreateRaster(one, 1, 3), nullptr);
+  EXPECT_EQ(CRstLines::CreateRaster(one, 0, 1), nullptr);
+  EXPECT_EQ(CRstLines::CreateRaster(nullptr, 1, 1), nullptr);
+  EXPECT_EQ(CRstLines::CreateRasterArray(one, 1, 0), nullptr);
+}
+
+TEST(CRstLinesScan, RectangleOutlineIsInclusive) {
+  POINT rc[] = {{0, 0}, {10, 0}, {10, 5}, {0, 5}};
+  for (int mode = 1; mode <= 2; ++mode) {
+    RSRLINE* p = CRstLines::CreateRaster(rc, 4, mode);
+    ASSERT_NE(p, nullptr);
+    EXPECT_EQ(p->rcBox.left, 0);
+    EXPECT_EQ(p->rcBox.right, 10);
+    EXPECT_EQ(p->rcBox.top, 0);
+    EXPECT_EQ(p->rcBox.bottom, 5);
+    EXPECT_EQ(p->arRun.GetSize(), 6);
+    for (const RSRUN& r : p->arRun) {
+      EXPECT_EQ(r.x1, 0);
+      EXPECT_EQ(r.x2, 10);
+    }
+    CRstLines::Delete(p);
+  }
+}
+
+TEST(CRstLinesScan, TrailingRepeatsChangeNothing) {
+  POINT a[] = {{0, 0}, {20, 3}, {5, 17}};
+  POINT b[] = {{0, 0}, {20, 3}, {5, 17}, {5, 17}, {5, 17}};
+  RSRLINE* pa = CRstLines::CreateRaster(a, 3, 1);
+  RSRLINE* pb = CRstLines::CreateRaster(b, 5, 1);
+  EXPECT_TRUE(CRstLines::IsEqual(pa, pb));
+  CRstLines::Delete(pa);
+  CRstLines::Delete(pb);
+}
+
+TEST(CRstLinesScan, TurningVertexIsNotACrossing) {
+  // A "W": the middle vertex turns back upwards at row 10; the row must not
+  // be filled between the two outer edges beyond the vertex pixel.
+  POINT w[] = {{0, 0}, {10, 10}, {20, 0}, {30, 10}, {40, 0}, {40, -5}, {0, -5}};
+  RSRLINE* p = CRstLines::CreateRaster(w, 7, 1);
+  ASSERT_NE(p, nullptr);
+  PixelSet s = Pixels(p);
+  EXPECT_TRUE(s.count({10, 10}));
+  EXPECT_TRUE(s.count({10, 30}));
+  EXPECT_FALSE(s.count({10, 20}));
+  EXPECT_TRUE(s.count({0, 20}));  // the apex at (20,0) is a turning vertex inside the fill
+  EXPECT_FALSE(s.count({5, 20}));
+  CRstLines::Delete(p);
+}
+
+TEST(CRstLinesScan, ConvexPolygonsFillBetweenOutlinePoints) {
+  // For a convex outline every row is one run from its least to its
+  // greatest boundary pixel.
+  std::mt19937 rng(11);
+  for (int iter = 0; iter < 200; ++iter) {
+    int n = 3 + (int)(rng() % 30);
+    std::vector<POINT> pts;
+    double cx = (double)(rng() % 100) - 50, cy = (double)(rng() % 100) - 50, r = 3 + rng() % 60;
+    for (int i = 0; i < n; ++i) {
+      double a = 2 * M_PI * i / n;
+      pts.push_back(POINT{(LONG)std::lround(cx + r * std::cos(a)), (LONG)std::lround(cy + r * std::sin(a))});
+    }
+    int mode = 1 + (int)(rng() % 2);
+    RSRLINE* p = CRstLines::CreateRaster(pts.data(), n, mode);
+    ASSERT_NE(p, nullptr) << PolyCode(pts, mode);
+    ASSERT_TRUE(CRstLines::IsWellFormed(p)) << PolyCode(pts, mode);
+    int k = 0;
+    for (int c : p->arCount) EXPECT_EQ(c, 1) << "row " << k++ << " " << PolyCode(pts, mode);
+    CRstLines::Delete(p);
+  }
+}
+
+TEST(CRstLinesScan, AgreesWithContinuousModelAwayFromTheOutline) {
+  std::mt19937 rng(12345);
+  for (int iter = 0; iter < 400; ++iter) {
+    int n = 3 + (int)(rng() % 12);
+    int ox = iter % 3 == 0 ? -2000000000 : (iter % 3 == 1 ? 1900000000 : 0);
+    std::vector<POINT> pts = RandomPoly(rng, n, 40, ox, -ox / 2);
+    int mode = 1 + (int)(rng() % 2);
+    RSRLINE* p = CRstLines::CreateRaster(pts.data(), n, mode);
+    ASSERT_NE(p, nullptr) << PolyCode(pts, mode);
+    ASSERT_TRUE(CRstLines::IsWellFormed(p)) << PolyCode(pts, mode);
+    PixelSet s = Pixels(p);
+    // Outline vertices belong to the region.
+    for (const POINT& q : pts) ASSERT_TRUE(s.count({q.y, q.x})) << PolyCode(pts, mode);
+    for (long long y = p->rcBox.top; y <= p->rcBox.bottom; ++y)
+      for (long long x = (long long)p->rcBox.left - 2; x <= (long long)p->rcBox.right + 2; ++x) {
+        bool in;
+        if (!ModelSafe(pts, x, y, mode, &in)) continue;
+        ASSERT_EQ(in, s.count({y, x}) != 0) << "pixel (" << x << ", " << y << ") " << PolyCode(pts, mode);
+      }
+    CRstLines::Delete(p);
+  }
+}
+
+TEST(CRstLinesScan, WindingFillsSelfOverlapAlternateDoesNot) {
+  POINT star[] = {{0, -100}, {59, 81}, {-95, -31}, {95, -31}, {-59, 81}};
+  RSRLINE* alt = CRstLines::CreateRaster(star, 5, 1);
+  RSRLINE* wind = CRstLines::CreateRaster(star, 5, 2);
+  PixelSet a = Pixels(alt), w = Pixels(wind);
+  EXPECT_FALSE(a.count({0, 0}));
+  EXPECT_TRUE(w.count({0, 0}));
+  for (auto& q : a) ASSERT_TRUE(w.count(q));
+  CRstLines::Delete(alt);
+  CRstLines::Delete(wind);
+}
+
+TEST(CRstLinesScan, LongRowsSortTheSameEitherWay) {
+  // A comb with t teeth: rows through the teeth carry 2t boundary points,
+  // so 99 teeth sort by adjacent swaps and 100+ by the library sort.
+  for (int teeth : {60, 99, 100, 101, 150}) {
+    std::vector<POINT> pts;
+    for (int i = 0; i < teeth; ++i) {
+      pts.push_back(POINT{4 * i, 0});
+      pts.push_back(POINT{4 * i, 20});
+      pts.push_back(POINT{4 * i + 2, 20});
+      pts.push_back(POINT{4 * i + 2, 0});
+    }
+    pts.push_back(POINT{4 * teeth - 2, -5});
+    pts.push_back(POINT{0, -5});
+    for (int mode = 1; mode <= 2; ++mode) {
+      RSRLINE* p = CRstLines::CreateRaster(pts.data(), (int)pts.size(), mode);
+      ASSERT_NE(p, nullptr);
+      PixelSet want;
+      for (int y = -5; y <= 0; ++y)
+        for (int x = 0; x <= 4 * teeth - 2; ++x) want.insert({y, x});
+      for (int i = 0; i < teeth; ++i)
+        for (int y = 1; y <= 20; ++y)
+          for (int x = 4 * i; x <= 4 * i + 2; ++x) want.insert({y, x});
+      EXPECT_EQ(Pixels(p), want) << teeth << " teeth, mode " << mode;
+      CRstLines::Delete(p);
+    }
+  }
+}
+
+TEST(CRstLinesScan, TooLargeFailsCleanly) {
+  POINT tall[] = {{0, -2000000000}, {10, 2000000000}, {0, 2000000000}};
+  g_Error.ClearError();
+  EXPECT_EQ(CRstLines::CreateRaster(tall, 3, 1), nullptr);
+  EXPECT_TRUE(g_Error.IsError());
+}
+
+TEST(CRstLinesScan, PolygonSets) {
+  // Outer square with a square inside: joined under alternate fill the
+  // inner one cuts a hole; filled separately their union has none.
+  POINT pts[] = {{0, 0}, {20, 0}, {20, 20}, {0, 20}, {5, 5}, {15, 5}, {15, 15}, {5, 15}};
+  int counts[] = {4, 4};
+  CRasterArray* joined = CRstLines::CreateRasterArray(pts, counts, 2, 1, 1);
+  CRasterArray* united = CRstLines::CreateRasterArray(pts, counts, 2, 1, 0);
+  ASSERT_NE(joined, nullptr);
+  ASSERT_NE(united, nullptr);
+  PixelSet j = Pixels(joined), u = Pixels(united);
+  EXPECT_FALSE(j.count({10, 10}));
+  EXPECT_TRUE(j.count({5, 10}));  // the inner outline itself is inside
+  EXPECT_TRUE(u.count({10, 10}));
+  EXPECT_EQ(u.size(), 21u * 21u);
+  EXPECT_TRUE(Banded(joined));
+  EXPECT_TRUE(Banded(united));
+  CRstLines::Delete(joined);
+  CRstLines::Delete(united);
+
+  // Polygons far apart give one piece per band.
+  POINT far[] = {{0, 0}, {3, 0}, {3, 3}, {100, 50}, {103, 50}, {103, 53}};
+  int fc[] = {3, 3};
+  CRasterArray* two = CRstLines::CreateRasterArray(far, fc, 2, 2, 0);
+  ASSERT_NE(two, nullptr);
+  EXPECT_EQ(two->GetSize(), 2);
+  EXPECT_TRUE(Banded(two));
+  CRstLines::Delete(two);
+  int bad[] = {3, 0};
+  EXPECT_EQ(CRstLines::CreateRasterArray(far, bad, 2, 1, 0), nullptr);
+}
+
+// ---- hit tests and barycentre ---------------------------------------------------------
+
+TEST(CRstLinesQueries, PointAndRectangle) {
+  RSRLINE* p = MakePiece(10, {{{0, 4}, {8, 9}}, {{0, 9}}, {{2, 3}}});
+  POINT in[] = {{0, 10}, {4, 10}, {8, 10}, {9, 10}, {0, 11}, {9, 11}, {2, 12}, {3, 12}};
+  for (POINT q : in) EXPECT_TRUE(CRstLines::PtInRaster(p, q)) << q.x << "," << q.y;
+  POINT out[] = {{5, 10}, {-1, 11}, {10, 11}, {2, 9}, {2, 13}, {4, 12}};
+  for (POINT q : out) EXPECT_FALSE(CRstLines::PtInRaster(p, q)) << q.x << "," << q.y;
+
+  RECT r1 = {0, 10, 5, 12};
+  EXPECT_TRUE(CRstLines::RectInRaster(p, &r1, nullptr));
+  RECT r2 = {0, 10, 6, 11};
+  EXPECT_FALSE(CRstLines::RectInRaster(p, &r2, nullptr));
+  RECT r3 = {2, 10, 4, 13};
+  EXPECT_TRUE(CRstLines::RectInRaster(p, &r3, nullptr));
+  delete p;
+
+  CRstLines full;
+  RECT rc = {3, 4, 13, 9};
+  ASSERT_TRUE(full.Create(rc));
+  RECT excl = {3, 4, 13, 9};
+  EXPECT_TRUE(CRstLines::RectInRasterArray(full.GetData(), &excl, nullptr));
+  RECT big = {3, 4, 14, 9};
+  EXPECT_FALSE(CRstLines::RectInRasterArray(full.GetData(), &big, nullptr));
+}
+
+TEST(CRstLinesQueries, BiasedBaryCenter) {
+  CRstLines px;
+  RECT one = {5, 7, 6, 8};
+  ASSERT_TRUE(px.Create(one));
+  POINTD c;
+  ASSERT_TRUE(px.GetBaryCenter(c));
+  EXPECT_DOUBLE_EQ(c.x, 5.0);
+  EXPECT_DOUBLE_EQ(c.y, 8.0);
+
+  CRstLines rc;
+  RECT r = {0, 0, 4, 4};
+  ASSERT_TRUE(rc.Create(r));
+  ASSERT_TRUE(rc.GetBaryCenter(c));
+  EXPECT_DOUBLE_EQ(c.x, 1.5);   // (0+3)*4/2 = 6 per run, 24 / 16
+  EXPECT_DOUBLE_EQ(c.y, 2.5);   // rows counted as 1..4
+  CRstLines none;
+  EXPECT_FALSE(none.GetBaryCenter(c));
+}
+
+// ---- the booleans ---------------------------------------------------------------------
+
+TEST(CRstLinesBoolean, PiecesAgainstBitmapModel) {
+  std::mt19937 rng(777);
+  for (int iter = 0; iter < 300; ++iter) {
+    int na = 3 + (int)(rng() % 9), nb = 3 + (int)(rng() % 9);
+    std::vector<POINT> pa = RandomPoly(rng, na, 30), pb = RandomPoly(rng, nb, 30, (int)(rng() % 30) - 15, (int)(rng() % 50) - 25);
+    int fa = 1 + (int)(rng() % 2), fb = 1 + (int)(rng() % 2);
+    RSRLINE* a = CRstLines::CreateRaster(pa.data(), na, fa);
+    RSRLINE* b = CRstLines::CreateRaster(pb.data(), nb, fb);
+    ASSERT_TRUE(a && b);
+    PixelSet sa = Pixels(a), sb = Pixels(b);
+    for (int mode = RST_AND; mode <= RST_XOR; ++mode) {
+      CRasterArray* r = CRstLines::CreateRasterArray(a, b, mode);
+      ASSERT_NE(r, nullptr);
+      std::string repro = PolyCode(pa, fa) + " / " + PolyCode(pb, fb) + " mode " + std::to_string(mode);
+      EXPECT_EQ(Pixels(r), Op(sa, sb, mode)) << repro;
+      // A union whose first operand starts two or more rows below the second
+      // keeps the operands as two pieces, first operand first.
+      if (mode == RST_OR && a->rcBox.top > b->rcBox.bottom + 1) {
+        ASSERT_EQ(r->GetSize(), 2) << repro;
+        EXPECT_TRUE(CRstLines::IsEqual(r->GetAt(0), a));
+        EXPECT_TRUE(CRstLines::IsEqual(r->GetAt(1), b));
+      } else {
+        EXPECT_TRUE(Banded(r)) << repro;
+      }
+      EXPECT_TRUE(CRstLines::IsWellFormed(r)) << repro;
+      CRstLines::Delete(r);
+    }
+    CRstLines::Delete(a);
+    CRstLines::Delete(b);
+  }
+}
+
+TEST(CRstLinesBoolean, ArraysAgainstBitmapModel) {
+  std::mt19937 rng(4242);
+  for (int iter = 0; iter < 150; ++iter) {
+    // Multi-piece operands with overlapping pieces (polygon sets, united)
+    // and rectangles.
+    auto makeSet = [&](std::vector<POINT>& pts, std::vector<int>& cnt) {
+      int polys = 1 + (int)(rng() % 4);
+      for (int k = 0; k < polys; ++k) {
+        int n = 3 + (int)(rng() % 6);
+        auto p = RandomPoly(rng, n, 12, (int)(rng() % 60) - 30, (int)(rng() % 60) - 30);
+        pts.insert(pts.end(), p.begin(), p.end());
+        cnt.push_back(n);
+      }
+    };
+    std::vector<POINT> pa, pb;
+    std::vector<int> ca, cb;
+    makeSet(pa, ca);
+    makeSet(pb, cb);
+    CRasterArray* a = CRstLines::CreateRasterArray(pa.data(), ca.data(), (int)ca.size(), 1 + iter % 2, iter % 3 == 0);
+    CRasterArray* b = CRstLines::CreateRasterArray(pb.data(), cb.data(), (int)cb.size(), 2, 0);
+    ASSERT_TRUE(a && b);
+    // Append overlapping raw pieces so that the operands' pieces overlap.
+    RSRLINE* extra = CRstLines::CreateRaster(pb.data(), cb[0], 1);
+    a->Add(extra);
+    PixelSet sa = Pixels(a), sb = Pixels(b);
+    for (int mode = RST_AND; mode <= RST_XOR; ++mode) {
+      CRasterArray* r = nullptr;
+      int code = CRstLines::Combine(a, b, mode, &r, nullptr);
+      PixelSet want = Op(sa, sb, mode);
+      ASSERT_EQ(code, want.empty() ? RST_EMPTY : RST_NOTEMPTY);
+      EXPECT_EQ(Pixels(r), want) << "iteration " << iter << " mode " << mode;
+      EXPECT_TRUE(Banded(r));
+      CRstLines::Delete(r);
+    }
+    CRstLines::Delete(a);
+    CRstLines::Delete(b);
+  }
+}
+
+TEST(CRstLinesBoolean, UnsortedOperandsAreNormalised) {
+  RSRLINE* a = MakePiece(0, {{{6, 8}, {0, 2}, {2, 4}}, {{0, 0}}});
+  RSRLINE* b = MakePiece(0, {{{3, 6}}});
+  CRasterArray out;
+  ASSERT_TRUE(CRstLines::ORPolylines(a, b, &out));
+  EXPECT_EQ(Pixels(&out), Op(Pixels(a), Pixels(b), RST_OR));
+  EXPECT_TRUE(Banded(&out));
+  CRstLines::Release(&out);
+  delete a;
+  delete b;
+}
+
+TEST(CRstLinesBoolean, StatedCases) {
+  RSRLINE* p1 = MakePiece(3, {{{3, 3}}});
+  RSRLINE* p2 = MakePiece(3, {{{3, 3}}});
+  EXPECT_FALSE(CRstLines::IsIntersect(p1, p2));  // half-open rule
+  RSRLINE* r1 = MakePiece(0, {{{0, 5}}, {{0, 5}}, {{0, 5}}, {{0, 5}}});
+  RSRLINE* r2 = MakePiece(2, {{{4, 9}}, {{4, 9}}, {{4, 9}}, {{4, 9}}});
+  EXPECT_TRUE(CRstLines::IsIntersect(r1, r2));
+  RSRLINE* r3 = MakePiece(3, {{{5, 9}}});  // shares one pixel with r1
+  EXPECT_FALSE(CRstLines::IsIntersect(r1, r3));
+
+  {
+    AssertCounter ac;
+    CRasterArray a, b;
+    EXPECT_TRUE(CRstLines::InSide(&a, &b));
+    EXPECT_EQ(AssertCounter::count, 1);
+  }
+
+  CRasterArray* odd = CRstLines::CreateRasterArray(r1, r2, 9);
+  ASSERT_NE(odd, nullptr);
+  EXPECT_EQ(odd->GetSize(), 0);
+  CRstLines::Delete(odd);
+  EXPECT_EQ(CRstLines::CreateRasterArray(nullptr, r2, RST_AND), nullptr);
+
+  // DIFF with an empty subtrahend copies the minuend; AND of disjoint
+  // regions is empty.
+  CRasterArray* A = Wrap(MakePiece(0, {{{0, 5}}, {{1, 2}}}));
+  CRasterArray empty;
+  CRasterArray* r = nullptr;
+  EXPECT_EQ(CRstLines::Combine(A, &empty, RST_DIFF, &r, nullptr), RST_NOTEMPTY);
+  EXPECT_TRUE(CRstLines::IsEqual(r, A));
+  CRstLines::Delete(r);
+  CRasterArray* D = Wrap(MakePiece(50, {{{0, 5}}}));
+  EXPECT_EQ(CRstLines::Combine(A, D, RST_AND, &r, nullptr), RST_EMPTY);
+  EXPECT_EQ(r, nullptr);
+
+  // Aliasing is refused and leaves the array as it was.
+  {
+    AssertCounter ac;
+    EXPECT_FALSE(CRstLines::Create(A, A, D, RST_OR, nullptr));
+    EXPECT_GE(AssertCounter::count, 1);
+    EXPECT_EQ(A->GetSize(), 1);
+  }
+
+  // Union: a starting two rows below b's end stays apart; right after, merged.
+  RSRLINE* top = MakePiece(0, {{{0, 3}}, {{0, 3}}});
+  RSRLINE* below2 = MakePiece(3, {{{1, 2}}});
+  RSRLINE* below1 = MakePiece(2, {{{1, 2}}});
+  CRasterArray out;
+  ASSERT_TRUE(CRstLines::ORPolylines(below2, top, &out));
+  ASSERT_EQ(out.GetSize(), 2);
+  EXPECT_TRUE(CRstLines::IsEqual(out[0], below2));
+  EXPECT_TRUE(CRstLines::IsEqual(out[1], top));
+  ASSERT_TRUE(CRstLines::ORPolylines(below1, top, &out));
+  ASSERT_EQ(out.GetSize(), 1);
+  EXPECT_EQ(out[0]->rcBox.top, 0);
+  EXPECT_EQ(out[0]->rcBox.bottom, 2);
+  CRstLines::Release(&out);
+  RSRLINE* norun = new RSRLINE;
+  EXPECT_FALSE(CRstLines::ORPolylines(norun, top, &out));
+  ASSERT_TRUE(CRstLines::ORPolylines(top, norun, &out));
+  EXPECT_TRUE(CRstLines::IsEqual(out[0], top));
+  CRstLines::Release(&out);
+
+  for (RSRLINE* q : {p1, p2, r1, r2, r3, top, below1, below2, norun}) delete q;
+  CRstLines::Delete(A);
+  CRstLines::Delete(D);
+}
+
+TEST(CRstLinesBoolean, FarCoordinatesAndLongGaps) {
+  CRstLines a, b;
+  RECT ra = {-2147483647, -2147483600, -2147483000, -2147483590};
+  RECT rb = {2147483000, 2147483600, 2147483647, 2147483610};
+  ASSERT_TRUE(a.Create(ra));
+  ASSERT_TRUE(b.Create(rb));
+  CRstLines r;
+  EXPECT_EQ(r.Combine(&a, &b, RST_OR), RST_NOTEMPTY);
+  ASSERT_NE(r.GetData(), nullptr);
+  EXPECT_EQ(r.GetData()->GetSize(), 2);
+  EXPECT_TRUE(Banded(r.GetData()));
+  EXPECT_EQ(r.Combine(&r, &a, RST_XOR), RST_NOTEMPTY);
+  EXPECT_TRUE(CRstLines::IsEqual(r.GetData(), b.GetData()));
+  EXPECT_EQ(r.Combine(&r, &b, RST_DIFF), RST_EMPTY);
+  EXPECT_TRUE(r.IsEmpty());
+}
+
+TEST(CRstLinesBoolean, InstanceAddAndCombine) {
+  CRstLines r;
+  RECT a = {0, 0, 10, 10}, b = {5, 5, 15, 15};
+  CRstLines ra, rb;
+  ra.Create(a);
+  rb.Create(b);
+  EXPECT_EQ(r.Add(ra.GetData(), 1, nullptr), RST_NOTEMPTY);
+  EXPECT_EQ(r.Add(rb.GetData()->GetAt(0), 1, nullptr), RST_NOTEMPTY);
+  EXPECT_EQ(Pixels(r.GetData()).size(), 100u + 100u - 25u);
+  RECT box = r.GetBox();
+  EXPECT_EQ(box.left, 0);
+  EXPECT_EQ(box.right, 14);
+  EXPECT_EQ(r.Add(rb.GetData(), 0, nullptr), RST_NOTEMPTY);
+  EXPECT_EQ(Pixels(r.GetData()).size(), 75u);
+  EXPECT_EQ(r.Add(ra.GetData(), 0, nullptr), RST_EMPTY);
+  EXPECT_EQ(r.GetData(), nullptr);
+  EXPECT_EQ(r.Add((const RSRLINE*)nullptr, 1, nullptr), RST_FAILED);
+  EXPECT_EQ(r.Combine(nullptr, &ra, RST_OR), RST_FAILED);
+}
+
+TEST(CRstLinesDirection, Orientation) {
+  POINT cw[] = {{0, 0}, {10, 0}, {10, 10}, {0, 10}};  // clockwise on screen
+  POINT ccw[] = {{0, 0}, {0, 10}, {10, 10}, {10, 0}};
+  POINT flat[] = {{0, 0}, {5, 0}, {10, 0}};
+  EXPECT_EQ(CRstLines::JudgeDirection(cw, 4), 1);
+  EXPECT_EQ(CRstLines::JudgeDirection(ccw, 4), -1);
+  EXPECT_EQ(CRstLines::JudgeDirection(flat, 3), 0);
+  EXPECT_EQ(CRstLines::JudgeDirectionFromX(cw, 4), 1);
+  EXPECT_EQ(CRstLines::JudgeDirectionFromX(ccw, 4), -1);
+  EXPECT_EQ(CRstLines::JudgeDirection(nullptr, 4), 0);
+}
+
+// ---- repeat cycles ------------------------------------------------------------------------
+
+namespace {
+PixelSet FoldSet(const PixelSet& s, const ACycle& c) {
+  PixelSet r;
+  for (auto& q : s) {
+    POINT p = {(LONG)q.second, (LONG)q.first};
+    c.CalLocalPoint(p);
+    r.insert({p.y, p.x});
+  }
+  return r;
+}
+std::string CycleCode(int w, int h, int param, int way) {
+  return "cycle(" + std::to_string(w) + "," + std::to_string(h) + "," + std::to_string(param) + ", way " +
+         std::to_string(way) + ")";
+}
+}  // namespace
+
+TEST(CRstLinesCycle, CombineResultLiesInTheBaseCell) {
+  std::mt19937 rng(99);
+  for (int iter = 0; iter < 120; ++iter) {
+    int w = 5 + (int)(rng() % 40), h = 5 + (int)(rng() % 40);
+    int param = (int)(rng() % (2 * h - 1)) - (h - 1);  // |param| < h
+    int way = 1 + (int)(rng() % 2);
+    if (way == 2) param = (int)(rng() % (2 * w - 1)) - (w - 1);
+    ACycle c;
+    c.SetCycleParams(w, h, param);
+    c.SetCycleWay(way);
+    c.SetCycleOnOff(1);
+    auto pa = RandomPoly(rng, 5, 40, (int)(rng() % 200) - 100, (int)(rng() % 200) - 100);
+    auto pb = RandomPoly(rng, 5, 40, (int)(rng() % 200) - 100, (int)(rng() % 200) - 100);
+    CRasterArray* a = CRstLines::CreateRasterArray(pa.data(), 5, 1);
+    CRasterArray* b = CRstLines::CreateRasterArray(pb.data(), 5, 2);
+    PixelSet fa = way == 2 && false ? PixelSet() : PixelSet();
+    // The model folds each pixel with the point fold, valid for way 1 and
+    // for way 2 (the tile walk treats way 2 identically when |param| < w).
+    fa = FoldSet(Pixels(a), c);
+    PixelSet fb = FoldSet(Pixels(b), c);
+    for (int mode : {RST_AND, RST_DIFF, RST_XOR}) {
+      CRasterArray* r = nullptr;
+      int code = CRstLines::Combine(a, b, mode, &r, &c);
+      ASSERT_NE(code, RST_FAILED);
+      PixelSet got = Pixels(r);
+      for (auto& q : got) {
+        ASSERT_TRUE(q.first >= 0 && q.first < h && q.second >= 0 && q.second < w);
+      }
+      EXPECT_EQ(got, Op(fa, fb, mode)) << CycleCode(w, h, param, way) << " " << PolyCode(pa, 1) << " / "
+                                       << PolyCode(pb, 2) << " mode " << mode;
+      EXPECT_TRUE(Banded(r));
+      CRstLines::Delete(r);
+    }
+    // Union never looks at the cycle.
+    CRasterArray* u = nullptr;
+    CRstLines::Combine(a, b, RST_OR, &u, &c);
+    EXPECT_EQ(Pixels(u), Op(Pixels(a), Pixels(b), RST_OR));
+    CRstLines::Delete(u);
+    // CombineCycleRst: a folded union.
+    CRstLines dst, src;
+    dst.SetData(a);
+    src.SetData(b);
+    CRstLines folded;
+    CRasterArray none;
+    folded.SetData(&none);
+    ASSERT_NE(CRstLines::CombineCycleRst(&folded, &src, &c), RST_FAILED);
+    EXPECT_EQ(Pixels(folded.GetData()), fb);
+    CRstLines::Delete(a);
+    CRstLines::Delete(b);
+  }
+}
+
+TEST(CRstLinesCycle, LongRunsFoldLikeTheirPixels) {
+  // Runs many tiles long take the shortcut through the repeating middle.
+  for (int way = 1; way <= 2; ++way)
+    for (int param : {-7, 0, 3, 11}) {
+      ACycle c;
+      c.SetCycleParams(13, 12, param);
+      c.SetCycleWay(way);
+      c.SetCycleOnOff(1);
+      CRstLines r;
+      RECT rc = {-1000, 5, 1500, 7};
+      r.Create(rc);
+      CRasterArray* out = nullptr;
+      CRstLines whole;
+      RECT cell = {0, 0, 13, 12};
+      whole.Create(cell);
+      ASSERT_NE(CRstLines::Combine(r.GetData(), whole.GetData(), RST_AND, &out, &c), RST_FAILED);
+      EXPECT_EQ(Pixels(out), FoldSet(Pixels(r.GetData()), c)) << CycleCode(13, 12, param, way);
+      CRstLines::Delete(out);
+    }
+}
+
+TEST(CRstLinesCycle, CycleRepeatsOverARectangle) {
+  std::mt19937 rng(5);
+  for (int iter = 0; iter < 60; ++iter) {
+    int w = 4 + (int)(rng() % 20), h = 4 + (int)(rng() % 20);
+    int way = 1 + (int)(rng() % 2);
+    int param = way == 1 ? (int)(rng() % (2 * h - 1)) - (h - 1) : (int)(rng() % (2 * w - 1)) - (w - 1);
+    ACycle c;
+    c.SetCycleParams(w, h, param);
+    c.SetCycleWay(way);
+    c.SetCycleOnOff(1);
+    auto pts = RandomPoly(rng, 6, 15, (int)(rng() % 100) - 50, (int)(rng() % 100) - 50);
+    CRstLines r;
+    r.Create(pts.data(), 6, WINDING_FILL);
+    PixelSet folded = FoldSet(Pixels(r.GetData()), c);
+    RECT rc = {(LONG)(rng() % 60) - 30, (LONG)(rng() % 60) - 30, 0, 0};
+    rc.right = rc.left + 1 + (LONG)(rng() % 70);
+    rc.bottom = rc.top + 1 + (LONG)(rng() % 70);
+    ASSERT_TRUE(r.Cycle(&c, &rc));
+    PixelSet want;
+    for (long long y = rc.top; y < rc.bottom; ++y)
+      for (long long x = rc.left; x < rc.right; ++x) {
+        POINT p = {(LONG)x, (LONG)y};
+        c.CalLocalPoint(p);
+        if (folded.count({p.y, p.x})) want.insert({y, x});
+      }
+    EXPECT_EQ(Pixels(r.GetData()), want) << CycleCode(w, h, param, way) << " " << PolyCode(pts, 2);
+    EXPECT_TRUE(Banded(r.GetData()));
+  }
+  // Without a cycle the region is clipped.
+  CRstLines r;
+  RECT big = {0, 0, 10, 10}, clip = {5, 5, 20, 20};
+  r.Create(big);
+  ASSERT_TRUE(r.Cycle(nullptr, &clip));
+  EXPECT_EQ(Pixels(r.GetData()).size(), 25u);
+}
+
+TEST(CRstLinesCycle, CalLocalMovesTheTopLeftIntoTheCell) {
+  ACycle c;
+  c.SetCycleParams(100, 50, 25);
+  c.SetCycleOnOff(1);
+  CRstLines r;
+  RECT rc = {-1, 10, 30, 20};
+  r.Create(rc);
+  ASSERT_TRUE(r.CalLocal(&c));
+  RECT box = r.GetBox();
+  EXPECT_EQ(box.left, 99);
+  EXPECT_EQ(box.top, 35);
+  EXPECT_EQ(box.right - box.left, 30);
+  POINT inCell = {99, 35};
+  EXPECT_TRUE(r.PtInRstLines(inCell, &c));
+}
+
+// ---- mirrors and masks ----------------------------------------------------------------------
+
+TEST(CRstLinesMirror, InvolutionsAndPixelMaps) {
+  std::mt19937 rng(31);
+  for (int iter = 0; iter < 200; ++iter) {
+    int n = 3 + (int)(rng() % 10);
+    auto pts = RandomPoly(rng, n, 30, (int)(rng() % 100) - 50, (int)(rng() % 100) - 50);
+    RSRLINE* p = CRstLines::CreateRaster(pts.data(), n, 1);
+    RSRLINE orig;
+    CRstLines::CopyRaster(&orig, p);
+    CRect ref((LONG)(rng() % 40) - 20, (LONG)(rng() % 40) - 20, (LONG)(rng() % 40), (LONG)(rng() % 40));
+    PixelSet before = Pixels(p), want;
+    for (auto& q : before) want.insert({q.first, (long long)ref.left + ref.right - q.second});
+    CRstLines::HorMirror(p, ref);
+    EXPECT_EQ(Pixels(p), want) << PolyCode(pts, 1);
+    EXPECT_TRUE(CRstLines::IsWellFormed(p));
+    CRstLines::HorMirror(p, ref);
+    EXPECT_TRUE(CRstLines::IsEqual(p, &orig)) << PolyCode(pts, 1);
+
+    want.clear();
+    for (auto& q : before) want.insert({(long long)ref.top + ref.bottom - q.first, q.second});
+    CRstLines::VerMirror(p, ref);
+    EXPECT_EQ(Pixels(p), want) << PolyCode(pts, 1);
+    EXPECT_TRUE(CRstLines::IsWellFormed(p));
+    CRstLines::VerMirror(p, ref);
+    EXPECT_TRUE(CRstLines::IsEqual(p, &orig)) << PolyCode(pts, 1);
+    CRstLines::Delete(p);
+  }
+}
+
+TEST(CRstLinesMirror, OwnBoxAndArrayOrder) {
+  POINT a[] = {{0, 0}, {10, 0}, {3, 8}};
+  CRstLines r;
+  r.Create(a, 3, ALTERNATE_FILL);
+  RECT box = r.GetBox();
+  r.HorMirror();
+  RECT after = r.GetBox();
+  EXPECT_TRUE(EqualRect(&box, &after));
+
+  CRasterArray* arr = new CRasterArray;
+  arr->Add(MakePiece(0, {{{0, 1}}}));
+  arr->Add(MakePiece(5, {{{2, 3}}, {{2, 2}}}));
+  arr->Add(MakePiece(9, {{{4, 4}}}));
+  CRect ref(0, 0, 10, 9);
+  CRstLines::VerMirror(arr, ref);
+  ASSERT_EQ(arr->GetSize(), 3);
+  EXPECT_EQ(arr->GetAt(0)->rcBox.top, 0);  // was the last piece at row 9
+  EXPECT_EQ(arr->GetAt(0)->arRun[0].x1, 4);
+  EXPECT_EQ(arr->GetAt(1)->rcBox.top, 3);
+  EXPECT_EQ(arr->GetAt(1)->arRun[0].x2, 2);  // rows reversed
+  EXPECT_EQ(arr->GetAt(2)->rcBox.top, 9);
+  CRstLines::Delete(arr);
+}
+
+TEST(CRstLinesMask, WritesExactlyTheRegion) {
+  std::mt19937 rng(8);
+  for (int iter = 0; iter < 100; ++iter) {
+    int n = 3 + (int)(rng() % 8);
+    auto pts = RandomPoly(rng, n, 20);
+    RSRLINE* p = CRstLines::CreateRaster(pts.data(), n, 2);
+    RECT rc = {p->rcBox.left - (LONG)(rng() % 5), p->rcBox.top - (LONG)(rng() % 5), p->rcBox.right + 1 + (LONG)(rng() % 5),
+               p->rcBox.bottom + 1 + (LONG)(rng() % 5)};
+    int w = rc.right - rc.left, h = rc.bottom - rc.top;
+    std::vector<unsigned char> buf((size_t)(w * h), 7);
+    ASSERT_TRUE(CRstLines::SetRasterMaskInBuf(buf.data(), rc, p, 0x1FF));
+    PixelSet s = Pixels(p);
+    for (int y = 0; y < h; ++y)
+      for (int x = 0; x < w; ++x) {
+        bool in = s.count({y + rc.top, x + rc.left}) != 0;
+        ASSERT_EQ(buf[(size_t)(y * w + x)], in ? 255 : 7) << PolyCode(pts, 2);
+      }
+    // A bottom-right pixel on the rectangle's right or bottom edge is refused.
+    RECT tight = {p->rcBox.left, p->rcBox.top, p->rcBox.right, p->rcBox.bottom + 1};
+    std::vector<unsigned char> before = buf;
+    EXPECT_FALSE(CRstLines::SetRasterMaskInBuf(buf.data(), tight, p, 1));
+    RECT tight2 = {p->rcBox.left, p->rcBox.top, p->rcBox.right + 1, p->rcBox.bottom};
+    EXPECT_FALSE(CRstLines::SetRasterMaskInBuf(buf.data(), tight2, p, 1));
+    EXPECT_EQ(buf, before);
+    CRstLines::Delete(p);
+  }
+  RECT rc = {0, 0, 1, 1};
+  unsigned char b = 0;
+  EXPECT_FALSE(CRstLines::SetRasterMaskInBuf(nullptr, rc, nullptr, 1));
+  EXPECT_FALSE(CRstLines::SetRasterMaskInBuf(&b, rc, nullptr, 1));
+}
+
+// ---- the owning object ---------------------------------------------------------------------
+
+TEST(CRstLinesObject, OwnershipAndCopies) {
+  CRstLines a;
+  EXPECT_TRUE(a.IsEmpty());
+  POINT t[] = {{0, 0}, {20, 0}, {0, 20}};
+  ASSERT_TRUE(a.Create(t, 3, ALTERNATE_FILL));
+  EXPECT_FALSE(a.Create((const POINT*)nullptr, 3, ALTERNATE_FILL));
+  EXPECT_FALSE(a.Create(t, 0, ALTERNATE_FILL));
+  CRstLines b(a);
+  EXPECT_TRUE(CRstLines::IsEqual(a.GetData(), b.GetData()));
+  EXPECT_NE(a.GetData(), b.GetData());
+  CRstLines c;
+  c = a;
+  EXPECT_TRUE(CRstLines::IsEqual(a.GetData(), c.GetData()));
+
+  RSRLINE before;
+  CRstLines::CopyRaster(&before, a.GetData()->GetAt(0));
+  EXPECT_FALSE(a.Offset(0, 0));
+  EXPECT_TRUE(CRstLines::IsEqual(&before, a.GetData()->GetAt(0)));
+  EXPECT_FALSE(a.Offset(5, -3));
+  EXPECT_EQ(a.GetBox().left, 5);
+  EXPECT_EQ(a.GetBox().top, -3);
+  CRstLines none;
+  EXPECT_TRUE(none.Offset(1, 1));
+
+  // SetData(**) takes the array and nulls the caller's pointer.
+  CRasterArray* arr = CRstLines::CreateRasterArray(t, 3, 2);
+  c.SetData(&arr);
+  EXPECT_EQ(arr, nullptr);
+  EXPECT_TRUE(c.IsOwnData());
+  // MoveData leaves the source empty and owning.
+  CRstLines d;
+  d.MoveData(&c);
+  EXPECT_TRUE(c.IsEmpty());
+  EXPECT_TRUE(c.IsOwnData());
+  EXPECT_FALSE(d.IsEmpty());
+  CRasterArray* empty = new CRasterArray;
+  d.SetData(&empty);
+  EXPECT_TRUE(d.IsEmpty());
+  EXPECT_EQ(empty, nullptr);
+  RECT box = d.GetBox();
+  EXPECT_TRUE(IsRectEmpty(&box));
+
+  RECT r = {0, 0, 0, 5};
+  EXPECT_FALSE(d.Create(r));
+  RECT g = {0, 0, 4, 4};
+  ASSERT_TRUE(d.Create(g, 1, 1.0));
+  EXPECT_EQ(Pixels(d.GetData()).size(), 36u);
+  ASSERT_TRUE(d.Create(g, 0, 2.0));
+  EXPECT_EQ(Pixels(d.GetData()).size(), 64u);
+}
+
+TEST(CRstLinesObject, LoopGroupBuildsTheRegion) {
+  // One ANLOOP with an outer loop and a hole loop, as a trace gives them.
+  POINT pts[] = {{0, 0}, {9, 0}, {9, 9}, {0, 9}, {0, 0}, {3, 3}, {6, 3}, {6, 6}, {3, 6}, {3, 3}};
+  int sizes[] = {5, 5};
+  HGLOBAL h = GlobalAlloc(GHND, sizeof(ANLOOP));
+  ANLOOP* L = static_cast<ANLOOP*>(GlobalLock(h));
+  L->nLoops = 2;
+  L->nPoints = 10;
+  L->pnLoopSizes = sizes;
+  L->pPoints = pts;
+  GlobalUnlock(h);
+  ANLOOPGRP grp = {1, h, {0, 0, 9, 9}};
+  CRstLines r;
+  ASSERT_TRUE(r.Create(&grp));
+  PixelSet s = Pixels(r.GetData());
+  EXPECT_TRUE(s.count({0, 0}));
+  EXPECT_TRUE(s.count({3, 4}));  // the hole's outline pixels stay
+  EXPECT_FALSE(s.count({4, 4}));
+  EXPECT_FALSE(s.count({5, 5}));
+  EXPECT_EQ(s.size(), 100u - 4u);
+  EXPECT_EQ(CRstLines::CreateRasterArray(&grp, 3), nullptr);
+  GlobalFree(h);
+}
+
+TEST(CRstLinesObject, ValidationCatchesMalformedPieces) {
+  BOOL old = CRstLines::SetValidate(TRUE);
+  {
+    AssertCounter ac;
+    RSRLINE* p = MakePiece(0, {{{5, 6}, {0, 1}}});
+    CRstLines::HorMirror(p, CRect(0, 0, 6, 0));
+    EXPECT_GE(AssertCounter::count, 1);
+    delete p;
+  }
+  {
+    AssertCounter ac;
+    POINT t[] = {{0, 0}, {20, 0}, {0, 20}};
+    CRstLines r;
+    r.Create(t, 3, ALTERNATE_FILL);
+    r.HorMirror();
+    r.VerMirror();
+    EXPECT_EQ(AssertCounter::count, 0);
+  }
+  CRstLines::SetValidate(old);
+}
