@@ -14,5 +14,6 @@
 #include "tqbase/acycle.h"
 #include "tqbase/cloopgrpopt.h"
 #include "tqbase/crstlines.h"
+#include "tqbase/ellipse.h"
 
 #endif  // TQBASE_TQBASE_H

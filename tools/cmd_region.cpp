@@ -1,0 +1,786 @@
+// cmd_region.cpp - the "region" subcommand: builds regions from polygons,
+// rectangles, circles and ellipses, combines them in order with AND, OR,
+// DIFF and XOR, optionally folds them into a repeat, and writes a mask
+// image (PNG with libpng, else PGM) and a summary of the result.
+//
+// Shapes come from the command line (--poly, --rect, --ellipse, --circle,
+// with --op setting the operator for the shapes that follow) or from a
+// small text file (--file; the format is described in FileHelp below), and
+// --sample runs the built-in textile motif (the same text as
+// tools/samples/shapes.txt) into region-demo.png.
+//
+// Relies on CRstLines (regions and their algebra), CEllipse (circles,
+// ellipses, turned rectangles) and ACycle (the repeat).
+#include "command.h"
+
+#include <tqbase/tqbase.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#ifdef TQTOOL_HAVE_PNG
+#include <png.h>
+#endif
+
+namespace {
+
+const double kPi = 3.141592653589793;
+// Shapes larger than this in either direction are refused: the command is a
+// tool for motifs, and a stray digit should not ask for gigabytes.
+const long long kMaxExtent = 1000000;
+// The largest mask image written, in bytes (one byte per pixel).
+const size_t kMaxImageBytes = (size_t)256 << 20;
+
+// The built-in motif; tools/samples/shapes.txt holds the same text.
+const char kSampleText[] =
+    "# A textile motif on a half-drop repeat: a ring opened by four petals,\n"
+    "# a pierced diamond at its heart, and a bud that crosses the cell's edge.\n"
+    "# Each line: [operator] shape numbers...   operators: or and diff xor\n"
+    "cycle 200x200+100 way 1\n"
+    "repeat 3x2\n"
+    "\n"
+    "ellipse 36,36,164,164          # a disc\n"
+    "diff ellipse 50,50,150,150     # hollowed into a ring\n"
+    "xor ellipse 78,14,122,100      # petals cross the ring and open it where they meet\n"
+    "xor ellipse 78,100,122,186\n"
+    "xor ellipse 14,78,100,122\n"
+    "xor ellipse 100,78,186,122\n"
+    "or rect 84,84,116,116 45       # a diamond at the heart\n"
+    "diff circle 100,100,7          # pierced\n"
+    "or poly 180,170 200,190 180,210 160,190   # a bud across the cell's edge\n";
+
+const char kFileHelp[] =
+    "Shapes file: one item per line, '#' starts a comment.\n"
+    "  [op] rect l,t,r,b [deg]     rectangle (right and bottom outside), turned by deg\n"
+    "  [op] ellipse l,t,r,b [deg]  ellipse inscribed in the rectangle, turned by deg\n"
+    "  [op] circle cx,cy,r         circle of radius r about (cx, cy)\n"
+    "  [op] poly x,y x,y x,y ...   polygon\n"
+    "  fill alternate|winding      fill rule of the polygons that follow\n"
+    "  cycle WxH[+P] [way 1|2]     repeat cell W x H, displacement P\n"
+    "  repeat CxR                  image of C x R cells of the repeat\n"
+    "op is or, and, diff or xor (default or); the first shape starts the region.";
+
+enum ShapeKind { kPoly, kRect, kEllipse, kCircle };
+
+struct Shape {
+  ShapeKind kind = kRect;
+  int op = RST_OR;
+  int fill = ALTERNATE_FILL;
+  std::vector<POINT> pts;
+  RECT rc{0, 0, 0, 0};
+  double degrees = 0.0;
+  std::string text;  // as given, for messages
+};
+
+struct Job {
+  std::vector<Shape> shapes;
+  bool haveCycle = false;
+  int cycleW = 0, cycleH = 0, cycleP = 0, way = 1;
+  int repeatC = 0, repeatR = 0;
+};
+
+// ---- parsing ------------------------------------------------------------------
+
+std::string Trim(const std::string& s) {
+  size_t a = s.find_first_not_of(" \t\r\n");
+  if (a == std::string::npos) return "";
+  size_t b = s.find_last_not_of(" \t\r\n");
+  return s.substr(a, b - a + 1);
+}
+
+std::string Lower(std::string s) {
+  for (char& c : s) c = (char)std::tolower((unsigned char)c);
+  return s;
+}
+
+// Numbers separated by commas, semicolons or blanks.
+bool ParseNumbers(const std::string& text, std::vector<double>* out, std::string* err) {
+  out->clear();
+  std::string tok;
+  auto flush = [&]() -> bool {
+    if (tok.empty()) return true;
+    errno = 0;
+    char* end = nullptr;
+    double v = std::strtod(tok.c_str(), &end);
+    if (end == tok.c_str() || *end != '\0' || errno == ERANGE || !std::isfinite(v)) {
+      *err = "'" + tok + "' is not a number";
+      return false;
+    }
+    out->push_back(v);
+    tok.clear();
+    return true;
+  };
+  for (char c : text) {
+    if (c == ',' || c == ';' || c == ' ' || c == '\t') {
+      if (!flush()) return false;
+    } else {
+      tok += c;
+    }
+  }
+  return flush();
+}
+
+bool ToCoord(double v, LONG* out, std::string* err) {
+  if (v != std::floor(v) || v < -2147483648.0 || v > 2147483647.0) {
+    char buf[80];
+    std::snprintf(buf, sizeof buf, "%g is not a 32-bit integer coordinate", v);
+    *err = buf;
+    return false;
+  }
+  *out = (LONG)v;
+  return true;
+}
+
+bool ExtentOk(long long a, long long b, std::string* err) {
+  if (b - a > kMaxExtent || a - b > kMaxExtent) {
+    *err = "the shape is larger than " + std::to_string(kMaxExtent) + " pixels";
+    return false;
+  }
+  return true;
+}
+
+bool ParseOp(const std::string& word, int* op) {
+  std::string w = Lower(word);
+  if (w == "or" || w == "union" || w == "+") *op = RST_OR;
+  else if (w == "and" || w == "intersect" || w == "&") *op = RST_AND;
+  else if (w == "diff" || w == "minus" || w == "-") *op = RST_DIFF;
+  else if (w == "xor" || w == "^") *op = RST_XOR;
+  else return false;
+  return true;
+}
+
+bool ParseFill(const std::string& word, int* fill) {
+  std::string w = Lower(word);
+  if (w == "alternate" || w == "evenodd" || w == "1") *fill = ALTERNATE_FILL;
+  else if (w == "winding" || w == "nonzero" || w == "2") *fill = WINDING_FILL;
+  else return false;
+  return true;
+}
+
+// A shape of the given kind from its numbers.
+bool ParseShape(ShapeKind kind, const std::string& args, Shape* s, std::string* err) {
+  std::vector<double> v;
+  if (!ParseNumbers(args, &v, err)) return false;
+  s->kind = kind;
+  switch (kind) {
+    case kRect:
+    case kEllipse: {
+      if (v.size() != 4 && v.size() != 5) {
+        *err = "expects l,t,r,b and an optional angle in degrees";
+        return false;
+      }
+      if (!ToCoord(v[0], &s->rc.left, err) || !ToCoord(v[1], &s->rc.top, err) ||
+          !ToCoord(v[2], &s->rc.right, err) || !ToCoord(v[3], &s->rc.bottom, err))
+        return false;
+      if (!ExtentOk(s->rc.left, s->rc.right, err) || !ExtentOk(s->rc.top, s->rc.bottom, err)) return false;
+      s->degrees = v.size() == 5 ? v[4] : 0.0;
+      return true;
+    }
+    case kCircle: {
+      if (v.size() != 3) {
+        *err = "expects cx,cy,r";
+        return false;
+      }
+      LONG cx, cy, r;
+      if (!ToCoord(v[0], &cx, err) || !ToCoord(v[1], &cy, err) || !ToCoord(v[2], &r, err)) return false;
+      if (r < 0 || r > kMaxExtent / 2) {
+        *err = "the radius must lie between 0 and " + std::to_string(kMaxExtent / 2);
+        return false;
+      }
+      long long l = (long long)cx - r, t = (long long)cy - r, rr = (long long)cx + r + 1,
+                b = (long long)cy + r + 1;
+      if (l < INT32_MIN || t < INT32_MIN || rr > INT32_MAX || b > INT32_MAX) {
+        *err = "the circle leaves the 32-bit plane";
+        return false;
+      }
+      s->kind = kEllipse;  // the odd square 2r + 1 about the centre pixel
+      s->rc = RECT{(LONG)l, (LONG)t, (LONG)rr, (LONG)b};
+      return true;
+    }
+    case kPoly: {
+      if (v.size() < 2 || v.size() % 2 != 0) {
+        *err = "expects x,y pairs";
+        return false;
+      }
+      s->pts.resize(v.size() / 2);
+      for (size_t i = 0; i < s->pts.size(); ++i)
+        if (!ToCoord(v[2 * i], &s->pts[i].x, err) || !ToCoord(v[2 * i + 1], &s->pts[i].y, err)) return false;
+      long long x0 = s->pts[0].x, x1 = x0, y0 = s->pts[0].y, y1 = y0;
+      for (const POINT& p : s->pts) {
+        x0 = std::min<long long>(x0, p.x);
+        x1 = std::max<long long>(x1, p.x);
+        y0 = std::min<long long>(y0, p.y);
+        y1 = std::max<long long>(y1, p.y);
+      }
+      return ExtentOk(x0, x1, err) && ExtentOk(y0, y1, err);
+    }
+  }
+  return false;
+}
+
+bool ParseKind(const std::string& word, ShapeKind* kind) {
+  std::string w = Lower(word);
+  if (w == "poly" || w == "polygon") *kind = kPoly;
+  else if (w == "rect" || w == "rectangle") *kind = kRect;
+  else if (w == "ellipse") *kind = kEllipse;
+  else if (w == "circle") *kind = kCircle;
+  else return false;
+  return true;
+}
+
+// A decimal integer at *p (optional sign), advancing p; false when there is
+// none or it leaves the range [-kMaxExtent, kMaxExtent].
+bool ReadInt(const char** p, long long* out) {
+  errno = 0;
+  char* end = nullptr;
+  long long v = std::strtoll(*p, &end, 10);
+  if (end == *p || errno == ERANGE || v < -kMaxExtent || v > kMaxExtent) return false;
+  *p = end;
+  *out = v;
+  return true;
+}
+
+// "AxB" followed by what *rest points at.
+bool ReadPair(const std::string& text, long long* a, long long* b, const char** rest) {
+  const char* p = text.c_str();
+  if (!ReadInt(&p, a) || (*p != 'x' && *p != 'X')) return false;
+  ++p;
+  if (*p == '+' || *p == '-' || !ReadInt(&p, b)) return false;
+  *rest = p;
+  return true;
+}
+
+// "WxH", "WxH+P" or "WxH-P".
+bool ParseCycle(const std::string& text, Job* job, std::string* err) {
+  const std::string t = Trim(text);
+  long long w = 0, h = 0, p = 0;
+  const char* rest = nullptr;
+  bool ok = ReadPair(t, &w, &h, &rest);
+  if (ok && *rest) ok = (*rest == '+' || *rest == '-') && ReadInt(&rest, &p) && *rest == '\0';
+  if (!ok) {
+    *err = "a repeat is given as WxH or WxH+P, such as 100x50+25";
+    return false;
+  }
+  if (w < 1 || h < 1) {
+    *err = "the repeat cell must be 1 to " + std::to_string(kMaxExtent) + " pixels each way";
+    return false;
+  }
+  job->haveCycle = true;
+  job->cycleW = (int)w;
+  job->cycleH = (int)h;
+  job->cycleP = (int)p;
+  return true;
+}
+
+bool ParseRepeat(const std::string& text, Job* job, std::string* err) {
+  const std::string t = Trim(text);
+  long long c = 0, r = 0;
+  const char* rest = nullptr;
+  if (!ReadPair(t, &c, &r, &rest) || *rest || c < 1 || r < 1 || c > 64 || r > 64) {
+    *err = "the repeat image is given as CxR cells, 1 to 64 each way, such as 3x2";
+    return false;
+  }
+  job->repeatC = (int)c;
+  job->repeatR = (int)r;
+  return true;
+}
+
+bool ParseWay(const std::string& text, int* way, std::string* err) {
+  std::string t = Trim(text);
+  if (t == "1" || t == "2") {
+    *way = t[0] - '0';
+    return true;
+  }
+  *err = "the repeat way is 1 (tiles along x) or 2 (tiles along y)";
+  return false;
+}
+
+// Reads a shapes file's text into job. lineNo reports the place of an error.
+bool ParseShapesText(std::istream& in, const std::string& name, Job* job, std::string* err) {
+  std::string line;
+  int lineNo = 0;
+  int fill = ALTERNATE_FILL;
+  while (std::getline(in, line)) {
+    ++lineNo;
+    size_t hash = line.find('#');
+    if (hash != std::string::npos) line.erase(hash);
+    line = Trim(line);
+    if (line.empty()) continue;
+    std::istringstream words(line);
+    std::string first;
+    words >> first;
+    std::string rest;
+    std::getline(words, rest);
+    rest = Trim(rest);
+    std::string where = name + ":" + std::to_string(lineNo) + ": ";
+    std::string e;
+    std::string key = Lower(first);
+    if (key == "fill") {
+      if (!ParseFill(rest, &fill)) {
+        *err = where + "the fill rule is alternate or winding";
+        return false;
+      }
+      continue;
+    }
+    if (key == "cycle") {
+      std::istringstream cw(rest);
+      std::string size, wayWord, wayValue;
+      cw >> size >> wayWord >> wayValue;
+      if (!ParseCycle(size, job, &e) ||
+          (!wayWord.empty() && (Lower(wayWord) != "way" || !ParseWay(wayValue, &job->way, &e)))) {
+        *err = where + (e.empty() ? "expected: cycle WxH[+P] [way 1|2]" : e);
+        return false;
+      }
+      continue;
+    }
+    if (key == "repeat") {
+      if (!ParseRepeat(rest, job, &e)) {
+        *err = where + e;
+        return false;
+      }
+      continue;
+    }
+    Shape s;
+    s.fill = fill;
+    ShapeKind kind;
+    std::string kindWord = first;
+    if (ParseOp(first, &s.op)) {
+      std::istringstream more(rest);
+      more >> kindWord;
+      std::getline(more, rest);
+      rest = Trim(rest);
+    }
+    if (!ParseKind(kindWord, &kind)) {
+      *err = where + "'" + kindWord + "' is not a shape (rect, ellipse, circle, poly) or a directive";
+      return false;
+    }
+    if (!ParseShape(kind, rest, &s, &e)) {
+      *err = where + kindWord + " " + e;
+      return false;
+    }
+    s.text = line;
+    job->shapes.push_back(s);
+  }
+  return true;
+}
+
+// ---- building -------------------------------------------------------------------
+
+std::string LastError(const char* fallback) {
+  if (g_Error.IsError() && !g_Error.strError.IsEmpty()) return std::string(g_Error.strError);
+  return fallback;
+}
+
+// The region of one shape into out (empty shapes give an empty region).
+bool BuildShape(const Shape& s, CRstLines& out, std::string* err) {
+  g_Error.ClearError();
+  out.SetEmpty();
+  const double angle = s.degrees * kPi / 180.0;
+  switch (s.kind) {
+    case kPoly:
+      if (!out.Create(s.pts.data(), (int)s.pts.size(), (AFillMode)s.fill)) {
+        *err = LastError("the polygon could not be scan converted");
+        return false;
+      }
+      return true;
+    case kRect:
+    case kEllipse:
+    case kCircle: {
+      if (s.kind == kRect && s.degrees == 0.0) {
+        if (!out.Create(s.rc) && g_Error.IsError()) {
+          *err = LastError("the rectangle could not be made");
+          return false;
+        }
+        return true;
+      }
+      std::unique_ptr<RSRLINE> piece(new RSRLINE);
+      BOOL made = s.kind == kRect ? CEllipse::RectRasterLine(s.rc, angle, *piece)
+                                  : CEllipse::EllipseRasterLine(s.rc, angle, *piece);
+      if (!made) {
+        if (g_Error.IsError()) {
+          *err = LastError("the shape could not be made");
+          return false;
+        }
+        return true;  // an empty rectangle: an empty region
+      }
+      CRasterArray* arr = new CRasterArray;
+      arr->Add(piece.release());
+      out.SetData(&arr);
+      return true;
+    }
+  }
+  return false;
+}
+
+struct Summary {
+  int pieces = 0;
+  long long rows = 0, runs = 0, area = 0;
+  RECT box{0, 0, 0, 0};
+};
+
+Summary Summarize(const CRstLines& region) {
+  Summary s;
+  const CRasterArray* arr = region.GetData();
+  if (!arr) return s;
+  s.pieces = arr->GetSize();
+  for (const RSRLINE* p : *arr) {
+    if (!p) continue;
+    s.rows += p->arCount.GetSize();
+    s.runs += p->arRun.GetSize();
+    for (const RSRUN& r : p->arRun) s.area += (long long)r.x2 - r.x1 + 1;
+  }
+  s.box = region.GetBox();
+  return s;
+}
+
+void PrintSummary(const char* label, const Summary& s) {
+  if (s.pieces == 0) {
+    std::printf("%s: empty\n", label);
+    return;
+  }
+  std::printf("%s: %d piece%s, %lld rows, %lld runs, area %lld px\n", label, s.pieces,
+              s.pieces == 1 ? "" : "s", s.rows, s.runs, s.area);
+  std::printf("  box: (%d, %d) - (%d, %d) inclusive, %lld x %lld\n", (int)s.box.left, (int)s.box.top,
+              (int)s.box.right, (int)s.box.bottom, (long long)s.box.right - s.box.left + 1,
+              (long long)s.box.bottom - s.box.top + 1);
+}
+
+// ---- images ---------------------------------------------------------------------
+
+bool WritePGM(const std::string& path, const std::vector<unsigned char>& px, int w, int h,
+              std::string* err) {
+  FILE* f = std::fopen(path.c_str(), "wb");
+  if (!f) {
+    *err = "cannot open " + path + ": " + std::strerror(errno);
+    return false;
+  }
+  std::fprintf(f, "P5\n%d %d\n255\n", w, h);
+  bool ok = std::fwrite(px.data(), 1, px.size(), f) == px.size();
+  ok = (std::fclose(f) == 0) && ok;
+  if (!ok) *err = "cannot write " + path;
+  return ok;
+}
+
+#ifdef TQTOOL_HAVE_PNG
+bool WritePNG(const std::string& path, const std::vector<unsigned char>& px, int w, int h,
+              std::string* err) {
+  FILE* f = std::fopen(path.c_str(), "wb");
+  if (!f) {
+    *err = "cannot open " + path + ": " + std::strerror(errno);
+    return false;
+  }
+  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  png_infop info = png ? png_create_info_struct(png) : nullptr;
+  if (!png || !info) {
+    png_destroy_write_struct(&png, info ? &info : nullptr);
+    std::fclose(f);
+    *err = "libpng could not start";
+    return false;
+  }
+  if (setjmp(png_jmpbuf(png))) {
+    png_destroy_write_struct(&png, &info);
+    std::fclose(f);
+    *err = "libpng failed writing " + path;
+    return false;
+  }
+  png_init_io(png, f);
+  png_set_IHDR(png, info, (png_uint_32)w, (png_uint_32)h, 8, PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE,
+               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  png_write_info(png, info);
+  for (int y = 0; y < h; ++y) png_write_row(png, (png_const_bytep)(px.data() + (size_t)y * (size_t)w));
+  png_write_end(png, nullptr);
+  png_destroy_write_struct(&png, &info);
+  if (std::fclose(f) != 0) {
+    *err = "cannot write " + path;
+    return false;
+  }
+  return true;
+}
+#endif
+
+bool EndsWith(const std::string& s, const char* suffix) {
+  size_t n = std::strlen(suffix);
+  return s.size() >= n && Lower(s.substr(s.size() - n)) == suffix;
+}
+
+// Writes the region's pixels inside rc as a mask (255 inside, 0 outside; the
+// other way round with invert). Returns the path written.
+bool WriteMask(const CRstLines& region, const RECT& rc, std::string path, bool invert,
+               std::string* written, std::string* err) {
+  const long long w = (long long)rc.right - rc.left, h = (long long)rc.bottom - rc.top;
+  size_t bytes = 0;
+  long long pixels = 0;
+  if (w < 1 || h < 1 || !tqbase::CheckedMul(w, h, &pixels) ||
+      !tqbase::CheckedBytes(pixels, 1, &bytes, kMaxImageBytes)) {
+    *err = "the image would be " + std::to_string(w) + " x " + std::to_string(h) +
+           " pixels; the limit is " + std::to_string(kMaxImageBytes >> 20) + " MiB";
+    return false;
+  }
+  std::vector<unsigned char> px(bytes, 0);
+  if (const CRasterArray* arr = region.GetData()) {
+    for (RSRLINE* p : *arr) {
+      if (p && p->arRun.GetSize() > 0 && !CRstLines::SetRasterMaskInBuf(px.data(), rc, p, 255)) {
+        *err = LastError("a piece of the region does not fit the image");
+        return false;
+      }
+    }
+  }
+  if (invert)
+    for (unsigned char& b : px) b = (unsigned char)(255 - b);
+#ifdef TQTOOL_HAVE_PNG
+  if (!EndsWith(path, ".pgm")) {
+    *written = path;
+    return WritePNG(path, px, (int)w, (int)h, err);
+  }
+#else
+  if (EndsWith(path, ".png")) {
+    path = path.substr(0, path.size() - 4) + ".pgm";
+    std::fprintf(stderr, "tqbase region: built without libpng; writing %s instead\n", path.c_str());
+  }
+#endif
+  *written = path;
+  return WritePGM(path, px, (int)w, (int)h, err);
+}
+
+// ---- the command -----------------------------------------------------------------
+
+struct Options {
+  std::vector<std::string> polys, rects, ellipses, circles, ops;
+  std::string fill = "alternate", file, image, cycle, repeat;
+  int way = 1;
+  int margin = 2;
+  bool sample = false, invert = false;
+};
+
+int RunJob(Job& job, const Options& o, const std::string& imagePath) {
+  ACycle cycle;
+  const ACycle* pc = nullptr;
+  if (job.haveCycle) {
+    cycle.SetCycleParams(job.cycleW, job.cycleH, job.cycleP);
+    cycle.SetCycleWay(job.way);
+    cycle.SetCycleOnOff(1);
+    pc = &cycle;
+  }
+  if (job.shapes.empty()) {
+    std::fprintf(stderr, "tqbase region: no shapes given (try --sample, or see --help)\n");
+    return 1;
+  }
+  static const char* kOpName[] = {"and", "or", "diff", "xor"};
+  CRstLines region;
+  std::string err;
+  for (size_t i = 0; i < job.shapes.size(); ++i) {
+    const Shape& s = job.shapes[i];
+    CRstLines shape;
+    if (!BuildShape(s, shape, &err)) {
+      std::fprintf(stderr, "tqbase region: %s: %s\n", s.text.c_str(), err.c_str());
+      return 1;
+    }
+    if (i == 0) {
+      region.MoveData(&shape);
+      continue;
+    }
+    g_Error.ClearError();
+    int code = region.Combine(&region, &shape, s.op, pc);
+    if (code == RST_FAILED) {
+      std::fprintf(stderr, "tqbase region: %s %s failed: %s\n", kOpName[s.op - RST_AND], s.text.c_str(),
+                   LastError("the regions could not be combined").c_str());
+      return 1;
+    }
+  }
+  if (pc && !region.CalLocal(pc)) {
+    std::fprintf(stderr, "tqbase region: the region could not be folded into the repeat\n");
+    return 1;
+  }
+
+  Summary sum = Summarize(region);
+  PrintSummary("region", sum);
+  if (pc)
+    std::printf("  repeat: cell %d x %d, displacement %d, way %d (region folded into the base cell)\n",
+                job.cycleW, job.cycleH, job.cycleP, job.way);
+
+  if (imagePath.empty()) return 0;
+  if (sum.pieces == 0) {
+    std::printf("  no image written: the region is empty\n");
+    return 0;
+  }
+  RECT rc;
+  CRstLines shown;
+  const CRstLines* out = &region;
+  if (pc) {
+    // The repeat over C x R cells from the origin.
+    int c = job.repeatC > 0 ? job.repeatC : 2, r = job.repeatR > 0 ? job.repeatR : 2;
+    rc = RECT{0, 0, (LONG)((long long)job.cycleW * c), (LONG)((long long)job.cycleH * r)};
+    if ((long long)job.cycleW * c > kMaxExtent || (long long)job.cycleH * r > kMaxExtent) {
+      std::fprintf(stderr, "tqbase region: the repeat image is too large\n");
+      return 1;
+    }
+    shown = region;
+    g_Error.ClearError();
+    if (!shown.Cycle(pc, &rc)) {
+      std::fprintf(stderr, "tqbase region: %s\n", LastError("the repeat could not be drawn").c_str());
+      return 1;
+    }
+    out = &shown;
+    std::printf("  image: %d x %d cells of the repeat\n", c, r);
+  } else {
+    const int m = o.margin;
+    rc = RECT{(LONG)std::max<long long>(INT32_MIN, (long long)sum.box.left - m),
+              (LONG)std::max<long long>(INT32_MIN, (long long)sum.box.top - m),
+              (LONG)std::min<long long>(INT32_MAX, (long long)sum.box.right + 1 + m),
+              (LONG)std::min<long long>(INT32_MAX, (long long)sum.box.bottom + 1 + m)};
+  }
+  std::string written;
+  if (!WriteMask(*out, rc, imagePath, o.invert, &written, &err)) {
+    std::fprintf(stderr, "tqbase region: %s\n", err.c_str());
+    return 1;
+  }
+  std::printf("  wrote %s: %d x %d, origin (%d, %d)\n", written.c_str(), (int)(rc.right - rc.left),
+              (int)(rc.bottom - rc.top), (int)rc.left, (int)rc.top);
+  return 0;
+}
+
+void Setup(CLI::App& app) {
+  auto opts = std::make_shared<Options>();
+  CLI::App* cmd = app.add_subcommand(
+      "region",
+      "Build a region from polygons, rectangles, circles and ellipses, combine them in order, "
+      "optionally fold it into a repeat, and write a mask image and a summary");
+  cmd->footer(std::string("Shapes are combined in the order given; --op sets the operator for the "
+                          "shapes after it (default or).\nAngles are in degrees.\n\n") +
+              kFileHelp);
+  // One value per occurrence, so that the order of occurrences is the order
+  // of the shapes (parse_order below); a polygon's points are one quoted word.
+  auto shapeOption = [cmd](const char* name, std::vector<std::string>& into, const char* help) {
+    cmd->add_option(name, into, help)->expected(1)->allow_extra_args(false)->take_all();
+  };
+  shapeOption("--poly", opts->polys, "polygon \"x,y x,y x,y ...\"");
+  shapeOption("--rect", opts->rects, "rectangle l,t,r,b[,deg] (right and bottom outside)");
+  shapeOption("--ellipse", opts->ellipses, "ellipse inscribed in l,t,r,b[,deg]");
+  shapeOption("--circle", opts->circles, "circle cx,cy,r");
+  shapeOption("--op", opts->ops, "operator for the shapes that follow: and|or|diff|xor");
+  cmd->add_option("--fill", opts->fill, "polygon fill rule: alternate|winding")->capture_default_str();
+  cmd->add_option("--file", opts->file, "read shapes from a text file (format below)");
+  cmd->add_option("--cycle", opts->cycle, "fold into a repeat cell WxH[+P], such as 100x50+25");
+  cmd->add_option("--way", opts->way, "repeat way: 1 tiles along x, 2 along y")->capture_default_str();
+  cmd->add_option("--repeat", opts->repeat, "with a repeat, the image shows CxR cells (default 2x2)");
+  cmd->add_option("--png", opts->image, "write the mask to this image (PGM when the name ends in .pgm "
+                                        "or libpng is missing)");
+  cmd->add_option("--margin", opts->margin, "blank pixels around the region in the image")
+      ->capture_default_str()->check(CLI::Range(0, 4096));
+  cmd->add_flag("--invert", opts->invert, "draw the region black on white");
+  cmd->add_flag("--sample", opts->sample,
+                "run the built-in textile motif (drawn black on white) and write region-demo.png");
+
+  cmd->callback([cmd, opts]() {
+    const Options& o = *opts;
+    Job job;
+    std::string err;
+    std::string image = o.image;
+    bool sampleInvert = false;
+    if (o.sample) {
+      std::istringstream in(kSampleText);
+      if (!ParseShapesText(in, "sample", &job, &err)) {
+        std::fprintf(stderr, "tqbase region: %s\n", err.c_str());
+        tqtool::ToolExit(1);
+        return;
+      }
+      if (image.empty()) image = "region-demo.png";
+      sampleInvert = true;  // the demo reads better dark on light
+      std::printf("sample motif (tools/samples/shapes.txt): %zu shapes\n", job.shapes.size());
+    }
+    if (!o.file.empty()) {
+      std::ifstream in(o.file);
+      if (!in) {
+        std::fprintf(stderr, "tqbase region: cannot open %s\n", o.file.c_str());
+        tqtool::ToolExit(1);
+        return;
+      }
+      if (!ParseShapesText(in, o.file, &job, &err)) {
+        std::fprintf(stderr, "tqbase region: %s\n", err.c_str());
+        tqtool::ToolExit(1);
+        return;
+      }
+    }
+    int fill = ALTERNATE_FILL;
+    if (!ParseFill(o.fill, &fill)) {
+      std::fprintf(stderr, "tqbase region: --fill is alternate or winding, not '%s'\n", o.fill.c_str());
+      tqtool::ToolExit(1);
+      return;
+    }
+    // Command-line shapes, in the order they were given, after the file's.
+    size_t iPoly = 0, iRect = 0, iEllipse = 0, iCircle = 0, iOp = 0;
+    int op = RST_OR;
+    for (const CLI::Option* opt : cmd->parse_order()) {
+      const std::string name = opt->get_name();
+      Shape s;
+      s.op = op;
+      s.fill = fill;
+      ShapeKind kind;
+      std::string args;
+      if (name == "--op") {
+        if (iOp >= o.ops.size() || !ParseOp(o.ops[iOp], &op)) {
+          std::fprintf(stderr, "tqbase region: --op is and, or, diff or xor, not '%s'\n",
+                       iOp < o.ops.size() ? o.ops[iOp].c_str() : "");
+          tqtool::ToolExit(1);
+          return;
+        }
+        ++iOp;
+        continue;
+      } else if (name == "--poly" && iPoly < o.polys.size()) {
+        kind = kPoly;
+        args = o.polys[iPoly++];
+      } else if (name == "--rect" && iRect < o.rects.size()) {
+        kind = kRect;
+        args = o.rects[iRect++];
+      } else if (name == "--ellipse" && iEllipse < o.ellipses.size()) {
+        kind = kEllipse;
+        args = o.ellipses[iEllipse++];
+      } else if (name == "--circle" && iCircle < o.circles.size()) {
+        kind = kCircle;
+        args = o.circles[iCircle++];
+      } else {
+        continue;
+      }
+      if (!ParseShape(kind, args, &s, &err)) {
+        std::fprintf(stderr, "tqbase region: %s \"%s\": %s\n", name.c_str(), args.c_str(), err.c_str());
+        tqtool::ToolExit(1);
+        return;
+      }
+      s.text = name + " " + args;
+      job.shapes.push_back(s);
+    }
+    if (!o.cycle.empty() && !ParseCycle(o.cycle, &job, &err)) {
+      std::fprintf(stderr, "tqbase region: --cycle: %s\n", err.c_str());
+      tqtool::ToolExit(1);
+      return;
+    }
+    if (cmd->count("--way") > 0 && !ParseWay(std::to_string(o.way), &job.way, &err)) {
+      std::fprintf(stderr, "tqbase region: --way: %s\n", err.c_str());
+      tqtool::ToolExit(1);
+      return;
+    }
+    if (!o.repeat.empty() && !ParseRepeat(o.repeat, &job, &err)) {
+      std::fprintf(stderr, "tqbase region: --repeat: %s\n", err.c_str());
+      tqtool::ToolExit(1);
+      return;
+    }
+    Options run = o;
+    run.invert = o.invert != sampleInvert;
+    tqtool::ToolExit(RunJob(job, run, image));
+  });
+}
+
+}  // namespace
+
+TQ_REGISTER_COMMAND("40-region", Setup);
