@@ -5,7 +5,9 @@
 #include <tqbase/tqbase.h>
 
 #include <algorithm>
+#include <cstring>
 #include <cstdio>
+#include <cstdlib>
 #include <utility>
 #include <vector>
 
@@ -26,7 +28,15 @@ int ExitCode() { return g_exitCode; }
 
 }  // namespace tqtool
 
+namespace {
+// The library's debug trace (assertions, the leak report, shut-down lines)
+// is for developers: the tool shows it only with TQBASE_TRACE=1.
+void QuietTraceSink(const char*) {}
+}  // namespace
+
 int main(int argc, char** argv) {
+  const char* trace = std::getenv("TQBASE_TRACE");
+  if (!trace || std::strcmp(trace, "1") != 0) tqSetTraceSink(&QuietTraceSink);
   CLI::App app{"tqbase - the tqBase library's command-line tool"};
   app.require_subcommand(1);
   auto& reg = tqtool::Registry();
