@@ -63,7 +63,9 @@ void WalkRun(int x, int y, long long len, const CYCLEINFO* ci, bool compress, Fn
   for (long long k = std::max(j, n - 2); k < n; ++k) {
     long long qy = p0.y;
     if (ci->way == 1) {
-      qy = (p0.y - (long long)(((__int128)k * ci->param) % H)) % H;
+      // (k * param) mod H without a 128-bit product: both factors are reduced
+      // first, so the product stays below 2^62 and keeps the sign of param.
+      qy = (p0.y - ((k % H) * ((long long)ci->param % H)) % H) % H;
       if (qy < 0) qy += H;
     }
     piece((long long)p0.x - k * W, qy);
