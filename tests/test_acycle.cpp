@@ -1,0 +1,893 @@
+// test_acycle.cpp - repeat cycles against a brute-force tile model: point
+// folding (both ways, negative coordinates, displacements beyond the tile,
+// coordinates at the 32-bit limits), run and rectangle cutting, the
+// clipping forms, and resolution scaling. Every random failure prints the
+// record and input as code that reproduces it.
+#include <tqbase/tqbase.h>
+
+#include "test_support.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <map>
+#include <random>
+#include <set>
+#include <sstream>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace {
+
+CYCLEINFO Cycle(int w, int h, int p, int way, int on = 1) {
+  CYCLEINFO ci;
+  ci.width = w;
+  ci.height = h;
+  ci.param = p;
+  ci.way = way;
+  ci.onOff = on;
+  return ci;
+}
+
+std::string Code(const CYCLEINFO& ci) {
+  std::ostringstream s;
+  s << "CYCLEINFO ci = Cycle(" << ci.width << ", " << ci.height << ", " << ci.param << ", " << ci.way << ", "
+    << ci.onOff << ");";
+  return s.str();
+}
+std::string Code(const APTLENGTH& r) {
+  std::ostringstream s;
+  s << " APTLENGTH run = {" << r.x << ", " << r.y << ", " << r.length << "};";
+  return s.str();
+}
+std::string Code(const RECT& r, const char* name = "rc") {
+  std::ostringstream s;
+  s << " RECT " << name << " = {" << r.left << ", " << r.top << ", " << r.right << ", " << r.bottom << "};";
+  return s.str();
+}
+
+POINT Pt(int x, int y) {
+  POINT p;
+  p.x = x;
+  p.y = y;
+  return p;
+}
+
+// ---------------------------------------------------------------------------
+// The brute-force model: fold by stepping whole tiles, one at a time.
+
+void ModelFold(long long& x, long long& y, const CYCLEINFO& ci) {
+  if (!ci.onOff || ci.width == 0 || ci.height == 0) return;
+  const long long w = ci.width, h = ci.height, p = ci.param;
+  // Whole tiles along the displacing axis one at a time; the other axis,
+  // which only wraps, by remainder.
+  if (ci.way == 1) {
+    while (x < 0) x += w, y += p;
+    while (x >= w) x -= w, y -= p;
+    y = ((y % h) + h) % h;
+  } else if (ci.way == 2) {
+    while (y < 0) y += h, x += p;
+    while (y >= h) y -= h, x -= p;
+    x = ((x % w) + w) % w;
+  }
+}
+
+// The lattice translation that takes the plane pixel (x, y) to its folded
+// place identifies the tile copy the pixel lies in.
+struct Copy {
+  long long dx, dy;
+  bool operator<(const Copy& o) const { return std::tie(dx, dy) < std::tie(o.dx, o.dy); }
+};
+
+struct RunPiece {
+  int x, y, length, offset;
+  bool operator==(const RunPiece& o) const {
+    return x == o.x && y == o.y && length == o.length && offset == o.offset;
+  }
+  bool operator<(const RunPiece& o) const {
+    return std::tie(offset, x, y, length) < std::tie(o.offset, o.x, o.y, o.length);
+  }
+};
+
+std::ostream& operator<<(std::ostream& os, const RunPiece& p) {
+  return os << "{" << p.x << "," << p.y << "," << p.length << " @" << p.offset << "}";
+}
+
+// Pixel by pixel: fold every pixel of the run and group the pixels of one
+// tile copy. Pieces in order of their offset within the run.
+std::vector<RunPiece> ModelCutRun(const APTLENGTH& run, const CYCLEINFO& ci) {
+  std::vector<RunPiece> out;
+  Copy last = {0, 0};
+  for (int j = 0; j < run.length; ++j) {
+    long long x = (long long)run.x + j, y = run.y;
+    ModelFold(x, y, ci);
+    Copy c = {(long long)run.x + j - x, (long long)run.y - y};
+    if (!out.empty() && !(c < last) && !(last < c) && x == out.back().x + out.back().length) {
+      ++out.back().length;
+    } else {
+      out.push_back(RunPiece{(int)x, (int)y, 1, j});
+      last = c;
+    }
+  }
+  return out;
+}
+
+std::vector<RunPiece> CutRun(const APTLENGTH& run, const CYCLEINFO& ci) {
+  int n = ACycle::GCalCycleLine(run, nullptr, nullptr, &ci);
+  std::vector<APTLENGTH> pieces((size_t)std::max(n, 1));
+  std::vector<int> offsets((size_t)std::max(n, 1));
+  int got = ACycle::GCalCycleLine(run, pieces.data(), offsets.data(), &ci);
+  EXPECT_LE(got, n);
+  std::vector<RunPiece> out;
+  for (int i = 0; i < got; ++i) out.push_back(RunPiece{pieces[i].x, pieces[i].y, pieces[i].length, offsets[i]});
+  return out;
+}
+
+// ---------------------------------------------------------------------------
+// Folding
+
+TEST(ACycleFold, WorkedExamples) {
+  CYCLEINFO ci = Cycle(100, 50, 25, 1);
+  POINT p = Pt(-1, 10);
+  ACycle::GCalLocalPoint(p, &ci);
+  EXPECT_EQ(p.x, 99);
+  EXPECT_EQ(p.y, 35);
+  p = ACycle::GCalLocalPoint(250, 10, &ci);
+  EXPECT_EQ(p.x, 50);
+  EXPECT_EQ(p.y, 10);
+  int x = 0, y = -1;
+  ACycle::GCalLocalPoint(&x, &y, &ci);
+  EXPECT_EQ(x, 0);
+  EXPECT_EQ(y, 49);
+  CYCLEINFO c2 = Cycle(100, 50, 25, 2);
+  p = ACycle::GCalLocalPoint(10, -1, &c2);
+  EXPECT_EQ(p.x, 35);
+  EXPECT_EQ(p.y, 49);
+  // Exactly -width and -width - 1.
+  p = ACycle::GCalLocalPoint(-100, 0, &ci);
+  EXPECT_EQ(p.x, 0);
+  EXPECT_EQ(p.y, 25);
+  p = ACycle::GCalLocalPoint(-101, 0, &ci);
+  EXPECT_EQ(p.x, 99);
+  EXPECT_EQ(p.y, 0);  // 0 + 2 * 25 = 50 -> 0
+}
+
+TEST(ACycleFold, LeavesPointWhenOffZeroSizedOrOddWay) {
+  for (CYCLEINFO ci : {Cycle(100, 50, 25, 0), Cycle(100, 50, 25, 3), Cycle(100, 50, 25, -1),
+                       Cycle(100, 50, 25, 1, 0), Cycle(0, 50, 25, 1), Cycle(100, 0, 25, 2)}) {
+    POINT p = ACycle::GCalLocalPoint(-777, 12345, &ci);
+    EXPECT_EQ(p.x, -777) << Code(ci);
+    EXPECT_EQ(p.y, 12345) << Code(ci);
+    POINTD d(-7.5, 1e6);
+    ACycle::GCalLocalPointD(d, &ci);
+    EXPECT_EQ(d.x, -7.5) << Code(ci);
+  }
+}
+
+TEST(ACycleFold, AgreesWithSteppingModel) {
+  std::mt19937 rng(1);
+  for (int trial = 0; trial < 20000; ++trial) {
+    int w = 1 + (int)(rng() % 40), h = 1 + (int)(rng() % 40);
+    int p = (int)(rng() % 301) - 150;  // often beyond the tile
+    int way = 1 + (int)(rng() % 2);
+    CYCLEINFO ci = Cycle(w, h, p, way);
+    int x = (int)(rng() % 4001) - 2000, y = (int)(rng() % 4001) - 2000;
+    long long mx = x, my = y;
+    ModelFold(mx, my, ci);
+    POINT got = ACycle::GCalLocalPoint(x, y, &ci);
+    ASSERT_TRUE(got.x == mx && got.y == my)
+        << Code(ci) << " POINT p = ACycle::GCalLocalPoint(" << x << ", " << y << ", &ci); // expected (" << mx
+        << ", " << my << ") got (" << got.x << ", " << got.y << ")";
+    POINTD d(x, y);
+    ACycle::GCalLocalPointD(d, &ci);
+    ASSERT_TRUE(d.x == mx && d.y == my) << Code(ci) << " POINTD(" << x << ", " << y << ")";
+  }
+}
+
+TEST(ACycleFold, ExtremeCoordinatesStayExact) {
+  std::mt19937_64 rng(3);
+  const int edge[] = {INT_MIN, INT_MIN + 1, -1, 0, 1, INT_MAX - 1, INT_MAX};
+  for (int trial = 0; trial < 4000; ++trial) {
+    int w = trial % 3 ? 1 + (int)(rng() % 1000) : INT_MAX - (int)(rng() % 3);
+    int h = trial % 5 ? 1 + (int)(rng() % 1000) : INT_MAX;
+    int p = trial % 2 ? (int)rng() : edge[rng() % 7];
+    CYCLEINFO ci = Cycle(w, h, p, 1 + trial % 2);
+    int x = trial % 4 ? (int)rng() : edge[rng() % 7];
+    int y = trial % 3 ? (int)rng() : edge[rng() % 7];
+    POINT f = ACycle::GCalLocalPoint(x, y, &ci);
+    std::string code = Code(ci) + " ACycle::GCalLocalPoint(" + std::to_string(x) + ", " + std::to_string(y) + ", &ci);";
+    ASSERT_TRUE(f.x >= 0 && f.x < w && f.y >= 0 && f.y < h) << code;
+    // The move is a lattice translation.
+    long long dx = (long long)x - f.x, dy = (long long)y - f.y;
+    if (ci.way == 1) {
+      ASSERT_EQ(dx % w, 0) << code;
+      long long rest = dy - (dx / w) * (long long)p;
+      ASSERT_EQ(rest % h, 0) << code;
+    } else {
+      ASSERT_EQ(dy % h, 0) << code;
+      long long rest = dx - (dy / h) * (long long)p;
+      ASSERT_EQ(rest % w, 0) << code;
+    }
+  }
+}
+
+TEST(ACycleFold, DoublesKeepTheTileInvariant) {
+  CYCLEINFO ci = Cycle(100, 50, 25, 1);
+  POINTD d(-1e-20, 7.25);
+  ACycle::GCalLocalPointD(d, &ci);
+  EXPECT_TRUE(d.x >= 0 && d.x < 100);
+  EXPECT_EQ(d.y, 7.25);  // no tile step after all
+  d = POINTD(-0.5, 10.5);
+  ACycle::GCalLocalPointD(d, &ci);
+  EXPECT_EQ(d.x, 99.5);
+  EXPECT_EQ(d.y, 35.5);
+  d = POINTD(1e300, 0);
+  ACycle::GCalLocalPointD(d, &ci);
+  EXPECT_TRUE(d.x >= 0 && d.x < 100);
+  d = POINTD(NAN, 3);
+  ACycle::GCalLocalPointD(d, &ci);
+  EXPECT_EQ(d.y, 3);
+
+  std::mt19937_64 rng(8);
+  std::uniform_real_distribution<double> u(-1e4, 1e4);
+  for (int trial = 0; trial < 5000; ++trial) {
+    CYCLEINFO c = Cycle(1 + (int)(rng() % 50), 1 + (int)(rng() % 50), (int)(rng() % 201) - 100, 1 + trial % 2);
+    double x = u(rng), y = u(rng);
+    if (trial % 3 == 0) x = std::nextafter(std::round(x / c.width) * c.width, -1e9);
+    POINTD q(x, y);
+    ACycle::GCalLocalPointD(q, &c);
+    ASSERT_TRUE(q.x >= 0 && q.x < c.width && q.y >= 0 && q.y < c.height)
+        << Code(c) << std::hexfloat << " POINTD q(" << x << ", " << y << ");";
+  }
+}
+
+TEST(ACycleFold, ManyPointsAndMembers) {
+  ACycle cyc;
+  cyc.SetCycleParams(30, 20, 7);
+  cyc.SetCycleOnOff(1);
+  cyc.SetCycleWay(2);
+  POINT pts[4] = {Pt(-5, -5), Pt(31, 19), Pt(0, 0), Pt(100, -100)};
+  POINT ref[4];
+  for (int i = 0; i < 4; ++i) ref[i] = ACycle::GCalLocalPoint(pts[i].x, pts[i].y, cyc.CycleInfoPtr());
+  cyc.CalLocalPoints(pts, 4);
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_EQ(pts[i].x, ref[i].x);
+    EXPECT_EQ(pts[i].y, ref[i].y);
+  }
+  POINT q = Pt(-5, -5);
+  EXPECT_TRUE(cyc.CycleSituation(&q));
+  EXPECT_EQ(q.x, ref[0].x);
+  cyc.SetCycleOnOff(0);
+  q = Pt(29, 19);
+  EXPECT_TRUE(cyc.CycleSituation(&q));
+  q = Pt(30, 0);
+  EXPECT_FALSE(cyc.CycleSituation(&q));
+  q = Pt(-1, 0);
+  EXPECT_FALSE(cyc.CycleSituation(&q));
+}
+
+// ---------------------------------------------------------------------------
+// Runs
+
+TEST(ACycleRun, TileCountBound) {
+  CYCLEINFO ci = Cycle(100, 10, 0, 1);
+  APTLENGTH r = {0, 0, 1};
+  EXPECT_EQ(ACycle::GCalCycleLine(r, nullptr, nullptr, &ci), 1);
+  r.length = 101;
+  EXPECT_EQ(ACycle::GCalCycleLine(r, nullptr, nullptr, &ci), 2);
+  r.length = 102;
+  EXPECT_EQ(ACycle::GCalCycleLine(r, nullptr, nullptr, &ci), 3);
+  r.length = 100;
+  EXPECT_EQ(ACycle::GCalCycleLine(r, nullptr, nullptr, &ci), 2);
+  r.length = 0;
+  EXPECT_EQ(ACycle::GCalCycleLine(r, nullptr, nullptr, &ci), 1);
+  CYCLEINFO off = Cycle(100, 10, 0, 1, 0);
+  r.length = 100000;
+  EXPECT_EQ(ACycle::GCalCycleLine(r, nullptr, nullptr, &off), 1);
+  CYCLEINFO zero = Cycle(0, 10, 0, 1);
+  EXPECT_EQ(ACycle::GCalCycleLine(r, nullptr, nullptr, &zero), 0);
+  APTLENGTH pieces[4];
+  EXPECT_EQ(ACycle::GCalCycleLine(r, pieces, nullptr, &zero), 0);
+  // W = 1 and a run of INT_MAX pixels would need more than an int counts.
+  CYCLEINFO one = Cycle(1, 1, 0, 1);
+  APTLENGTH huge = {0, 0, INT_MAX};
+  EXPECT_EQ(ACycle::GCalCycleLine(huge, nullptr, nullptr, &one), 0);
+  EXPECT_EQ(ACycle::GCalCycleLine(huge, pieces, nullptr, &one), 0);
+}
+
+TEST(ACycleRun, RunOfExactlyOneWidth) {
+  CYCLEINFO ci = Cycle(100, 50, 25, 1);
+  APTLENGTH r = {1, 0, 100};
+  APTLENGTH pieces[2];
+  int offsets[2];
+  ASSERT_EQ(ACycle::GCalCycleLine(r, pieces, offsets, &ci), 2);
+  EXPECT_EQ(pieces[0].x, 1);
+  EXPECT_EQ(pieces[0].length, 99);
+  EXPECT_EQ(offsets[0], 0);
+  EXPECT_EQ(pieces[1].x, 0);
+  EXPECT_EQ(pieces[1].length, 1);
+  EXPECT_EQ(pieces[1].y, 25);  // 0 - 25 wrapped by one height
+  EXPECT_EQ(offsets[1], 99);
+}
+
+TEST(ACycleRun, OffClipsToTheTile) {
+  CYCLEINFO ci = Cycle(100, 50, 25, 1, 0);
+  APTLENGTH r = {-10, 5, 30}, piece;
+  int off = -1;
+  ASSERT_EQ(ACycle::GCalCycleLine(r, &piece, &off, &ci), 1);
+  EXPECT_EQ(piece.x, 0);
+  EXPECT_EQ(piece.length, 20);
+  EXPECT_EQ(off, 10);
+  r.y = 50;
+  EXPECT_EQ(ACycle::GCalCycleLine(r, &piece, &off, &ci), 0);
+  POINT s;
+  r.y = 49;
+  ASSERT_EQ(ACycle::GCycleSituation(&r, &s, &ci), 1);
+  EXPECT_EQ(s.x, -10);
+}
+
+TEST(ACycleRun, InterLineRectEdges) {
+  RECT rc = {10, 10, 20, 20};
+  APTLENGTH out = {7, 7, 7};
+  APTLENGTH r = {5, 10, 6};
+  ASSERT_TRUE(ACycle::InterLineRect(&out, &r, &rc));
+  EXPECT_EQ(out.x, 10);
+  EXPECT_EQ(out.length, 1);
+  r = {5, 10, 5};  // ends at 9
+  EXPECT_FALSE(ACycle::InterLineRect(&out, &r, &rc));
+  r = {19, 19, 100};
+  ASSERT_TRUE(ACycle::InterLineRect(&out, &r, &rc));
+  EXPECT_EQ(out.length, 1);
+  r = {20, 15, 1};
+  EXPECT_FALSE(ACycle::InterLineRect(&out, &r, &rc));
+  r = {15, 20, 1};
+  EXPECT_FALSE(ACycle::InterLineRect(&out, &r, &rc));
+  r = {15, 9, 1};
+  EXPECT_FALSE(ACycle::InterLineRect(&out, &r, &rc));
+  r = {15, 15, 0};
+  EXPECT_FALSE(ACycle::InterLineRect(&out, &r, &rc));
+  RECT empty = {10, 10, 10, 20};
+  r = {0, 15, 100};
+  EXPECT_FALSE(ACycle::InterLineRect(&out, &r, &empty));
+  // No 32-bit overflow at the limits.
+  RECT all = {INT_MIN, INT_MIN, INT_MAX, INT_MAX};
+  r = {INT_MAX - 5, 0, INT_MAX};
+  ASSERT_TRUE(ACycle::InterLineRect(&out, &r, &all));
+  EXPECT_EQ(out.length, 5);
+  r = {INT_MIN, 0, 3};
+  RECT left = {INT_MIN + 2, -1, 0, 1};
+  ASSERT_TRUE(ACycle::InterLineRect(&out, &r, &left));
+  EXPECT_EQ(out.x, INT_MIN + 2);
+  EXPECT_EQ(out.length, 1);
+}
+
+TEST(ACycleRun, CutAgreesWithPixelModel) {
+  std::mt19937 rng(11);
+  int lost = 0;
+  for (int trial = 0; trial < 6000; ++trial) {
+    int w = 1 + (int)(rng() % 30), h = 1 + (int)(rng() % 30);
+    int way = 1 + (int)(rng() % 2);
+    int p = (int)(rng() % 121) - 60;
+    CYCLEINFO ci = Cycle(w, h, p, way);
+    APTLENGTH r = {(int)(rng() % 601) - 300, (int)(rng() % 601) - 300, (int)(rng() % 200)};
+    std::string code = Code(ci) + Code(r) + " ACycle::GCalCycleLine(run, pieces, offsets, &ci);";
+    std::vector<RunPiece> got = CutRun(r, ci), want = ModelCutRun(r, ci);
+    bool exact = way == 2 || std::abs(p) <= h;
+    if (exact) {
+      ASSERT_EQ(got, want) << code;
+    } else {
+      // A displacement beyond one tile height can push a step out of the
+      // tile; the pieces produced are still true pieces, in order.
+      for (const RunPiece& g : got)
+        ASSERT_TRUE(std::find(want.begin(), want.end(), g) != want.end()) << code << " stray " << g;
+      ASSERT_TRUE(std::is_sorted(got.begin(), got.end())) << code;
+      lost += (int)(want.size() - got.size());
+    }
+    // Pieces always lie in the tile.
+    for (const RunPiece& g : got) ASSERT_TRUE(g.x >= 0 && g.x + g.length <= w && g.y >= 0 && g.y < h) << code;
+    // The starts walk the same steps.
+    std::vector<POINT> starts((size_t)std::max(1, ACycle::GCycleSituation(&r, nullptr, &ci)));
+    int ns = ACycle::GCycleSituation(&r, starts.data(), &ci);
+    ASSERT_EQ(ns, (int)got.size()) << code;
+    for (int i = 0; i < ns; ++i) {
+      ASSERT_EQ(starts[i].x + got[i].offset, got[i].x) << code;
+      ASSERT_EQ(starts[i].y, got[i].y) << code;
+    }
+  }
+  EXPECT_GT(lost, 0);  // the one-step wrap did bite in the sample
+}
+
+TEST(ACycleRun, OddWayWalksWithoutFolding) {
+  CYCLEINFO ci = Cycle(10, 10, 3, 0);
+  APTLENGTH r = {25, 4, 12};  // not folded: starts outside the tile
+  std::vector<RunPiece> got = CutRun(r, ci);
+  // n = 3 steps at x = 25, 15, 5: only the last meets the tile.
+  ASSERT_EQ(got.size(), 1u);
+  EXPECT_EQ(got[0], (RunPiece{5, 4, 5, 0}));
+  r = {5, 4, 12};
+  got = CutRun(r, ci);
+  ASSERT_EQ(got.size(), 2u);
+  EXPECT_EQ(got[0], (RunPiece{5, 4, 5, 0}));
+  EXPECT_EQ(got[1], (RunPiece{0, 4, 7, 5}));  // way other than 1: y stays
+}
+
+// ---------------------------------------------------------------------------
+// Rectangles
+
+struct RectPiece {
+  RECT rc;
+  POINT off;
+  bool operator<(const RectPiece& o) const {
+    return std::tie(rc.left, rc.top, rc.right, rc.bottom, off.x, off.y) <
+           std::tie(o.rc.left, o.rc.top, o.rc.right, o.rc.bottom, o.off.x, o.off.y);
+  }
+  bool operator==(const RectPiece& o) const { return !(*this < o) && !(o < *this); }
+};
+
+std::ostream& operator<<(std::ostream& os, const RectPiece& p) {
+  return os << "{" << p.rc.left << "," << p.rc.top << "," << p.rc.right << "," << p.rc.bottom << " @" << p.off.x
+            << "," << p.off.y << "}";
+}
+
+// Folds every pixel of the rectangle and groups the pixels by tile copy.
+std::vector<RectPiece> ModelCutRect(const RECT& rc, const CYCLEINFO& ci) {
+  std::map<Copy, RectPiece> groups;
+  for (int y = rc.top; y < rc.bottom; ++y)
+    for (int x = rc.left; x < rc.right; ++x) {
+      long long fx = x, fy = y;
+      ModelFold(fx, fy, ci);
+      Copy c = {x - fx, y - fy};
+      auto it = groups.find(c);
+      if (it == groups.end()) {
+        RectPiece p;
+        p.rc = {(LONG)fx, (LONG)fy, (LONG)fx + 1, (LONG)fy + 1};
+        p.off = Pt(x - rc.left, y - rc.top);
+        groups[c] = p;
+      } else {
+        RectPiece& p = it->second;
+        p.rc.left = std::min<LONG>(p.rc.left, (LONG)fx);
+        p.rc.top = std::min<LONG>(p.rc.top, (LONG)fy);
+        p.rc.right = std::max<LONG>(p.rc.right, (LONG)fx + 1);
+        p.rc.bottom = std::max<LONG>(p.rc.bottom, (LONG)fy + 1);
+        p.off.x = std::min<LONG>(p.off.x, x - rc.left);
+        p.off.y = std::min<LONG>(p.off.y, y - rc.top);
+      }
+    }
+  std::vector<RectPiece> out;
+  for (auto& g : groups) out.push_back(g.second);
+  std::sort(out.begin(), out.end());
+  return out;
+}
+
+TEST(ACycleRect, CutAgreesWithPixelModel) {
+  std::mt19937 rng(21);
+  for (int trial = 0; trial < 3000; ++trial) {
+    int w = 1 + (int)(rng() % 15), h = 1 + (int)(rng() % 15);
+    int way = 1 + (int)(rng() % 2);
+    int p = (int)(rng() % 41) - 20;
+    CYCLEINFO ci = Cycle(w, h, p, way);
+    int l = (int)(rng() % 201) - 100, t = (int)(rng() % 201) - 100;
+    RECT rc = {l, t, l + (int)(rng() % 40), t + (int)(rng() % 40)};
+    std::string code = Code(ci) + Code(rc) + " ACycle::GCalCycleRect(rc, pieces, offsets, &ci);";
+    int n = ACycle::GCalCycleRect(rc, nullptr, nullptr, &ci);
+    std::vector<RECT> pieces((size_t)std::max(n, 1));
+    std::vector<POINT> offs((size_t)std::max(n, 1));
+    int got = ACycle::GCalCycleRect(rc, pieces.data(), offs.data(), &ci);
+    ASSERT_LE(got, n) << code;
+    std::vector<RectPiece> g;
+    for (int i = 0; i < got; ++i) g.push_back(RectPiece{pieces[i], offs[i]});
+    std::sort(g.begin(), g.end());
+    std::vector<RectPiece> want = ModelCutRect(rc, ci);
+    bool exact = way == 1 ? std::abs(p) <= h : std::abs(p) <= w;
+    if (exact) {
+      ASSERT_EQ(g.size(), want.size()) << code;
+      for (size_t i = 0; i < g.size(); ++i) ASSERT_EQ(g[i], want[i]) << code;
+    } else {
+      for (const RectPiece& x : g)
+        ASSERT_TRUE(std::binary_search(want.begin(), want.end(), x)) << code << " stray " << x;
+    }
+    // The corners walk the same positions: corner = piece - offset.
+    int nc = ACycle::GCycleSituation(&rc, (POINT*)nullptr, &ci);
+    if (rc.right > rc.left && rc.bottom > rc.top) {
+      ASSERT_EQ(nc, n) << code;
+    }
+    std::vector<POINT> corners((size_t)std::max(nc, 1));
+    int gc = ACycle::GCycleSituation(&rc, corners.data(), &ci);
+    ASSERT_EQ(gc, rc.right > rc.left && rc.bottom > rc.top ? got : 0) << code;
+    for (int i = 0; i < gc; ++i) {
+      ASSERT_EQ(corners[i].x, pieces[i].left - offs[i].x) << code;
+      ASSERT_EQ(corners[i].y, pieces[i].top - offs[i].y) << code;
+    }
+  }
+}
+
+TEST(ACycleRect, OffAndDegenerateTiles) {
+  CYCLEINFO off = Cycle(100, 50, 0, 1, 0);
+  RECT outside = {200, 0, 300, 10};
+  RECT pieces[2];
+  POINT offs[2];
+  EXPECT_EQ(ACycle::GCalCycleRect(outside, nullptr, nullptr, &off), 1);
+  EXPECT_EQ(ACycle::GCalCycleRect(outside, pieces, offs, &off), 0);
+  RECT across = {-5, 40, 20, 60};
+  ASSERT_EQ(ACycle::GCalCycleRect(across, pieces, offs, &off), 1);
+  EXPECT_EQ(pieces[0].left, 0);
+  EXPECT_EQ(pieces[0].bottom, 50);
+  EXPECT_EQ(offs[0].x, 5);
+  EXPECT_EQ(offs[0].y, 0);
+  CYCLEINFO noH = Cycle(100, 0, 0, 1);
+  EXPECT_EQ(ACycle::GCalCycleRect(across, nullptr, nullptr, &noH), 0);
+  // The corner form refuses a tile below one pixel even with the repeat off.
+  CYCLEINFO offNoW = Cycle(0, 50, 0, 1, 0);
+  EXPECT_EQ(ACycle::GCycleSituation(&across, (POINT*)nullptr, &offNoW), 0);
+  EXPECT_EQ(ACycle::GCycleSituation(&across, (POINT*)nullptr, &off), 1);
+  RECT empty = {5, 5, 5, 9};
+  EXPECT_EQ(ACycle::GCycleSituation(&empty, (POINT*)nullptr, &off), 0);
+  EXPECT_EQ(ACycle::GCycleSituation((const RECT*)nullptr, (POINT*)nullptr, &off), 0);
+  // Counts that do not fit an int give 0 in both calls.
+  CYCLEINFO tiny = Cycle(1, 1, 0, 1);
+  RECT big = {0, 0, 100000, 100000};
+  EXPECT_EQ(ACycle::GCalCycleRect(big, nullptr, nullptr, &tiny), 0);
+  EXPECT_EQ(ACycle::GCalCycleRect(big, pieces, nullptr, &tiny), 0);
+  RECT wide = {INT_MIN, 0, INT_MAX, 1};
+  EXPECT_EQ(ACycle::GCalCycleRect(wide, nullptr, nullptr, &off), 0);
+}
+
+TEST(ACycleRect, BoundLeftLowerAndUpper) {
+  ACycle cyc(Cycle(100, 50, 25, 1));
+  RECT rc = {-1, 10, 9, 30};
+  cyc.BoundLeftLower(rc);
+  EXPECT_EQ(rc.left, 99);
+  EXPECT_EQ(rc.top, 35);
+  EXPECT_EQ(rc.right, 109);
+  EXPECT_EQ(rc.bottom, 55);
+  RECT up = {-1, -10, 9, 10};  // bottom-left (-1, 10) folds to (99, 35)
+  cyc.BoundLeftUpper(up);
+  EXPECT_EQ(up.left, 99);
+  EXPECT_EQ(up.bottom, 35);
+  EXPECT_EQ(up.top, 15);
+  EXPECT_EQ(up.right, 109);
+  cyc.SetCycleOnOff(0);
+  RECT same = {-1, 10, 9, 30};
+  cyc.BoundLeftLower(same);
+  EXPECT_EQ(same.left, -1);
+}
+
+// ---------------------------------------------------------------------------
+// Clipping forms
+
+// Every copy of the reference point (x0, y0) in the box, by walking a wide
+// range of lattice indices.
+std::vector<std::pair<long long, long long>> ModelCopies(long long x0, long long y0, long long xlo, long long xhi,
+                                                         long long ylo, long long yhi, const CYCLEINFO& ci) {
+  std::vector<std::pair<long long, long long>> out;
+  if (!ci.onOff) {
+    if (x0 >= xlo && x0 <= xhi && y0 >= ylo && y0 <= yhi) out.push_back({y0, x0});
+    return out;
+  }
+  const long long w = ci.width, h = ci.height, p = ci.param;
+  for (long long i = -200; i <= 200; ++i) {
+    long long primary = ci.way == 1 ? x0 + i * w : y0 + i * h;
+    if (ci.way == 1 ? (primary < xlo || primary > xhi) : (primary < ylo || primary > yhi)) continue;
+    for (long long j = -400; j <= 400; ++j) {
+      long long x, y;
+      if (ci.way == 1) {
+        x = x0 + i * w;
+        y = y0 + i * p + j * h;
+      } else {
+        y = y0 + i * h;
+        x = x0 + i * p + j * w;
+      }
+      if (x >= xlo && x <= xhi && y >= ylo && y <= yhi) out.push_back({y, x});
+    }
+  }
+  std::sort(out.begin(), out.end());
+  return out;
+}
+
+TEST(ACycleClip, CopiesAgreeWithLatticeModel) {
+  std::mt19937 rng(31);
+  for (int trial = 0; trial < 400; ++trial) {
+    int w = 3 + (int)(rng() % 12), h = 3 + (int)(rng() % 12);
+    int way = 1 + (int)(rng() % 2);
+    int p = (int)(rng() % 41) - 20;
+    CYCLEINFO ci = Cycle(w, h, p, way, trial % 10 ? 1 : 0);
+    int cl = (int)(rng() % 121) - 60, ct = (int)(rng() % 121) - 60;
+    RECT clip = {cl, ct, cl + 1 + (int)(rng() % 60), ct + 1 + (int)(rng() % 60)};
+    APTLENGTH run = {(int)(rng() % 21) - 5, (int)(rng() % 21) - 5, 1 + (int)(rng() % 25)};
+    std::string code = Code(ci) + Code(run) + Code(clip, "clip");
+    // Run starts.
+    CArray<POINT> starts;
+    int n = ACycle::GCycleSituation(&run, starts, &clip, &ci);
+    auto want = ModelCopies(run.x, run.y, clip.left - run.length + 1, clip.right - 1, clip.top, clip.bottom - 1, ci);
+    ASSERT_EQ(n, (int)want.size()) << code << " CArray<POINT> s; ACycle::GCycleSituation(&run, s, &clip, &ci);";
+    for (int i = 0; i < n; ++i) {
+      ASSERT_EQ(starts[i].x, want[i].second - clip.left) << code;
+      ASSERT_EQ(starts[i].y, want[i].first - clip.top) << code;
+    }
+    // Run pieces clipped to the window.
+    CArray<APTLENGTH> pieces;
+    CArray<int> offsets;
+    ASSERT_EQ(ACycle::GCycleSituation(&run, &pieces, &offsets, &clip, &ci), n) << code;
+    for (int i = 0; i < n; ++i) {
+      const APTLENGTH& pc = pieces[i];
+      ASSERT_TRUE(pc.x >= 0 && pc.length >= 1 && pc.x + pc.length <= clip.right - clip.left && pc.y >= 0 &&
+                  pc.y < clip.bottom - clip.top)
+          << code;
+      ASSERT_EQ(pc.x - offsets[i], starts[i].x) << code;
+    }
+    // Points.
+    POINT pt = Pt(run.x, run.y);
+    CArray<POINT> pts;
+    int np = ACycle::GCycleSituation(&pt, pts, &clip, &ci);
+    auto wantPts = ModelCopies(pt.x, pt.y, clip.left, clip.right - 1, clip.top, clip.bottom - 1, ci);
+    ASSERT_EQ(np, (int)wantPts.size()) << code;
+    POINT first = pt;
+    ASSERT_EQ(ACycle::GCycleSituation(&first, &clip, &ci), np) << code;
+    if (np > 0) {
+      EXPECT_EQ(first.x, pts[0].x);
+      EXPECT_EQ(first.y, pts[0].y);
+    }
+    // Rectangles.
+    RECT rc = {run.x, run.y, run.x + run.length, run.y + 1 + (int)(rng() % 8)};
+    CArray<POINT> corners;
+    int nr = ACycle::GCycleSituation(&rc, corners, &clip, &ci);
+    auto wantRc = ModelCopies(rc.left, rc.top, clip.left - (rc.right - rc.left) + 1, clip.right - 1,
+                              clip.top - (rc.bottom - rc.top) + 1, clip.bottom - 1, ci);
+    ASSERT_EQ(nr, (int)wantRc.size()) << code << Code(rc);
+    CArray<RECT> rpieces;
+    CArray<POINT> roffs;
+    ASSERT_EQ(ACycle::GCycleSituation(&rc, &rpieces, &roffs, &clip, &ci), nr) << code << Code(rc);
+    for (int i = 0; i < nr; ++i) {
+      ASSERT_EQ(rpieces[i].left - roffs[i].x, corners[i].x) << code;
+      ASSERT_FALSE(IsRectEmpty(&rpieces[i])) << code;
+    }
+    ASSERT_EQ(ACycle::GIsIntersectant(&rc, &clip, &ci) != 0, nr > 0) << code << Code(rc);
+  }
+}
+
+TEST(ACycleClip, TileClipMatchesCutting) {
+  // A null clip and a clip equal to T take the cutting path itself; a clip
+  // one lattice step away sees the same copies.
+  std::mt19937 rng(41);
+  for (int trial = 0; trial < 500; ++trial) {
+    int w = 2 + (int)(rng() % 20), h = 2 + (int)(rng() % 20);
+    int way = 1 + (int)(rng() % 2);
+    int p = (int)(rng() % (way == 1 ? 2 * h + 1 : 2 * w + 1)) - (way == 1 ? h : w);
+    CYCLEINFO ci = Cycle(w, h, p, way);
+    APTLENGTH run = {(int)(rng() % 201) - 100, (int)(rng() % 201) - 100, 1 + (int)(rng() % 60)};
+    std::string code = Code(ci) + Code(run);
+    std::vector<RunPiece> cut = CutRun(run, ci);
+    CArray<APTLENGTH> a;
+    CArray<int> ao;
+    ASSERT_EQ(ACycle::GCycleSituation(&run, &a, &ao, nullptr, &ci), (int)cut.size()) << code;
+    RECT moved = way == 1 ? RECT{w, p, 2 * w, p + h} : RECT{p, h, p + w, 2 * h};
+    CArray<APTLENGTH> b;
+    CArray<int> bo;
+    ASSERT_EQ(ACycle::GCycleSituation(&run, &b, &bo, &moved, &ci), (int)cut.size()) << code << Code(moved, "clip");
+    std::vector<RunPiece> viaClip;
+    for (int i = 0; i < b.GetSize(); ++i) viaClip.push_back(RunPiece{b[i].x, b[i].y, b[i].length, bo[i]});
+    std::vector<RunPiece> sortedCut = cut;
+    auto byPos = [](const RunPiece& l, const RunPiece& r) {
+      return std::tie(l.y, l.x, l.offset) < std::tie(r.y, r.x, r.offset);
+    };
+    std::sort(sortedCut.begin(), sortedCut.end(), byPos);
+    std::sort(viaClip.begin(), viaClip.end(), byPos);
+    ASSERT_EQ(viaClip, sortedCut) << code << Code(moved, "clip");
+  }
+}
+
+TEST(ACycleClip, BadArgumentsAndLimits) {
+  CYCLEINFO ci = Cycle(10, 10, 3, 1);
+  CArray<POINT> out;
+  RECT clip = {0, 0, 5, 5};
+  RECT empty = {0, 0, 0, 5};
+  POINT p = Pt(3, 3);
+  EXPECT_EQ(ACycle::GCycleSituation((const POINT*)nullptr, out, &clip, &ci), 0);
+  EXPECT_EQ(ACycle::GCycleSituation(&p, out, &empty, &ci), 0);
+  APTLENGTH run = {0, 0, 5};
+  EXPECT_EQ(ACycle::GCycleSituation(&run, (CArray<APTLENGTH>*)nullptr, nullptr, &clip, &ci), 0);
+  CYCLEINFO zero = Cycle(0, 10, 3, 1);
+  EXPECT_EQ(ACycle::GCycleSituation(&p, out, &clip, &zero), 0);
+  CArray<APTLENGTH> pieces;
+  pieces.SetSize(3);
+  EXPECT_EQ(ACycle::GCycleSituation(&run, &pieces, nullptr, nullptr, &zero), 0);
+  EXPECT_EQ(pieces.GetSize(), 0);
+  // A window too wide for relative coordinates is refused.
+  RECT huge = {INT_MIN, 0, INT_MAX, 1};
+  EXPECT_EQ(ACycle::GCycleSituation(&p, out, &huge, &ci), 0);
+  // Off: the one copy, wherever it is.
+  CYCLEINFO off = Cycle(10, 10, 3, 1, 0);
+  RECT far = {1000, 1000, 1010, 1010};
+  POINT q = Pt(1005, 1001);
+  ASSERT_EQ(ACycle::GCycleSituation(&q, out, &far, &off), 1);
+  EXPECT_EQ(out[0].x, 5);
+  EXPECT_EQ(out[0].y, 1);
+  RECT a = {0, 0, 3, 3}, b = {10, 3, 12, 5};  // meets the copy at (10, 3)
+  EXPECT_FALSE(ACycle::GIsIntersectant(&a, &b, &off));
+  EXPECT_TRUE(ACycle::GIsIntersectant(&a, &b, &ci) != 0);
+  ACycle cyc(ci);
+  EXPECT_TRUE(cyc.IsIntersectant(&a, &b) != 0);
+}
+
+// ---------------------------------------------------------------------------
+// Scaling and the object
+
+TEST(ACycleScale, PackedRatios) {
+  CYCLEPARAMS in, out;
+  in.width = 100;
+  in.height = 7;
+  in.param = -3;
+  EXPECT_TRUE(ACycle::GScaleCycleParams(&out, &in, MAKELONG(400, 600), 0));
+  EXPECT_EQ(out.width, 150);
+  EXPECT_EQ(out.height, 10);  // 10.5 truncated
+  EXPECT_EQ(out.param, -4);   // -4.5 toward zero
+  EXPECT_FALSE(ACycle::GScaleCycleParams(&out, &in, MAKELONG(300, 300), 0));
+  EXPECT_EQ(out.width, 100);
+  EXPECT_TRUE(ACycle::GScaleCycleParams(&out, &in, MAKELONG(300, 300), 1));
+  EXPECT_EQ(out.param, 3);
+  // 64-bit intermediate: 2e9 * 3 / 4 does not overflow.
+  in.width = 2000000000;
+  EXPECT_TRUE(ACycle::GScaleCycleParams(&in, &in, MAKELONG(4, 3), 0));
+  EXPECT_EQ(in.width, 1500000000);
+  // A zero denominator counts as 1.
+  in.width = 5;
+  ACycle::GScaleCycleParams(&in, &in, MAKELONG(0, 2), 0);
+  EXPECT_EQ(in.width, 10);
+  in.param = INT_MIN;
+  ACycle::GScaleCycleParams(&in, &in, MAKELONG(1, 1), 1);
+  EXPECT_EQ(in.param, INT_MAX);
+
+  CYCLEINFO ci = Cycle(100, 100, 10, 1);
+  EXPECT_TRUE(ACycle::GScaleCycleParams(&out, &ci, MAKELONG(1, 2), MAKELONG(1, 3), 0));
+  EXPECT_EQ(out.width, 200);
+  EXPECT_EQ(out.height, 300);
+  EXPECT_EQ(out.param, 30);  // way 1: a y distance
+  ci.way = 2;
+  ACycle::GScaleCycleParams(&out, &ci, MAKELONG(1, 2), MAKELONG(1, 3), 0);
+  EXPECT_EQ(out.param, 20);  // way 2: an x distance
+  EXPECT_FALSE(ACycle::GScaleCycleParams(&out, &ci, MAKELONG(5, 5), MAKELONG(9, 9), 0));
+}
+
+TEST(ACycleScale, MemberFormsKeepTheirAsymmetry) {
+  ACycle cyc(Cycle(100, 50, 25, 2));
+  CYCLEPARAMS saved;
+  EXPECT_FALSE(cyc.ScaleCycleParams(MAKELONG(2, 2), &saved, 0));
+  EXPECT_EQ(saved.width, 100);
+  EXPECT_TRUE(cyc.ScaleCycleParams(MAKELONG(2, 2), MAKELONG(3, 3), &saved, 0));
+  EXPECT_FALSE(cyc.ScaleCycleParams(MAKELONG(1, 1), nullptr, 0));
+  EXPECT_TRUE(cyc.ScaleCycleParams(MAKELONG(1, 2), &saved, 0));
+  EXPECT_EQ(cyc.CycleWidth(), 200);
+  EXPECT_EQ(cyc.CycleParam(), 50);
+  cyc.TRestoreParams(&saved);
+  EXPECT_EQ(cyc.CycleWidth(), 100);
+  EXPECT_TRUE(cyc.ScaleCycleParams(MAKELONG(1, 2), MAKELONG(1, 4), nullptr, 1));
+  EXPECT_EQ(cyc.CycleWidth(), 200);
+  EXPECT_EQ(cyc.CycleHeight(), 200);
+  EXPECT_EQ(cyc.CycleParam(), -50);  // x ratio under way 2, negated
+  EXPECT_TRUE(cyc.TScaleParams(MAKELONG(2, 1), nullptr, 0));
+  EXPECT_EQ(cyc.CycleWidth(), 100);
+}
+
+// Counts calls to the virtual setters, as a derived view class would.
+class CountingCycle : public ACycle {
+public:
+  int onOffCalls = 0;
+  void SetCycleOnOff(int onOff) override {
+    ++onOffCalls;
+    ACycle::SetCycleOnOff(onOff);
+  }
+};
+
+TEST(ACycleObject, RecordsSettersAndReaders) {
+  static_assert(sizeof(CYCLEPARAMS) == 12, "three ints");
+  static_assert(sizeof(CYCLEINFO) == 20, "five ints");
+  static_assert(sizeof(APTLENGTH) == 12, "three ints");
+  CYCLEINFO fresh;
+  EXPECT_EQ(fresh.way, 1);
+  EXPECT_EQ(fresh.onOff, 0);
+  CYCLEINFO_FLOAT ff;
+  EXPECT_EQ(ff.width, 0.0);
+  EXPECT_EQ(ff.way, 1);
+
+  CountingCycle c;
+  ACycle& base = c;
+  base.SetCycleOnOff(1);
+  EXPECT_EQ(c.onOffCalls, 1);
+  EXPECT_TRUE(base.SetCycleParams(10, 20, 3));
+  base.SetCycleWay(2);
+  base.SetCycleWidth(11);
+  base.SetCycleHeight(21);
+  base.SetCycleParam(4);
+  CYCLEINFO got;
+  base.GetCycleInfo(&got);
+  EXPECT_EQ(got.width, 11);
+  EXPECT_EQ(got.height, 21);
+  EXPECT_EQ(got.param, 4);
+  EXPECT_EQ(got.way, 2);
+  EXPECT_EQ(got.onOff, 1);
+  CYCLEPARAMS pr;
+  pr.width = 1;
+  pr.height = 2;
+  pr.param = 3;
+  EXPECT_TRUE(base.SetCycleParams(&pr));
+  EXPECT_EQ(base.CycleHeight(), 2);
+  CYCLEINFO again = Cycle(7, 8, 9, 1, 0);
+  EXPECT_TRUE(base.SetCycleInfo(&again));
+  EXPECT_EQ(base.CycleOnOff(), 0);
+  EXPECT_EQ(base.CycleWay(), 1);
+
+  tqtest::HookCapture hooks;
+  EXPECT_FALSE(base.SetCycleInfo(nullptr));
+  base.GetCycleInfo(nullptr);
+  EXPECT_EQ(hooks.Assertions(), 2);
+}
+
+TEST(ACycleObject, FloatRecordConversion) {
+  CYCLEINFO_FLOAT f;
+  f.width = 99.99999999995;
+  f.height = 50.5;
+  f.param = -12.5;
+  f.onOff = 1;
+  f.way = 1;
+  CYCLEINFO ci;
+  ASSERT_TRUE(ACycle::GCycleInfoFromFloat(&ci, &f));
+  EXPECT_EQ(ci.width, 100);
+  EXPECT_EQ(ci.height, 51);
+  EXPECT_EQ(ci.param, -13);
+  EXPECT_EQ(ci.onOff, 1);
+  ASSERT_TRUE(ACycle::GCycleInfoFromFloat(&ci, &f, 2.0, 10.0));
+  EXPECT_EQ(ci.width, 200);
+  EXPECT_EQ(ci.param, -125);  // way 1: y scale
+  f.way = 2;
+  ASSERT_TRUE(ACycle::GCycleInfoFromFloat(&ci, &f, 2.0, 10.0));
+  EXPECT_EQ(ci.param, -25);
+  CYCLEINFO keep = Cycle(1, 2, 3, 1);
+  f.width = 3e9;
+  EXPECT_FALSE(ACycle::GCycleInfoFromFloat(&keep, &f));
+  EXPECT_EQ(keep.width, 1);
+  EXPECT_TRUE(g_Error.IsError());
+  f.width = 10;
+  EXPECT_FALSE(ACycle::GCycleInfoFromFloat(&keep, &f, 0.0, 1.0));
+  EXPECT_FALSE(ACycle::GCycleInfoFromFloat(&keep, nullptr));
+
+  ACycle cyc;
+  f.width = 10.4;
+  cyc.SetCycleInfoFloat(&f);
+  CYCLEINFO_FLOAT back;
+  cyc.GetCycleInfoFloat(&back);
+  EXPECT_EQ(back.width, 10.4);
+  ASSERT_TRUE(cyc.CycleInfoFromFloat());
+  EXPECT_EQ(cyc.CycleWidth(), 10);
+  EXPECT_EQ(cyc.CycleWay(), 2);
+}
+
+TEST(ACycleObject, MemberFormsUseOwnRecord) {
+  ACycle cyc(Cycle(100, 50, 25, 1));
+  APTLENGTH run = {1, 0, 100};
+  APTLENGTH pieces[2];
+  int offs[2];
+  EXPECT_EQ(cyc.CalCycleLine(run, pieces, offs), 2);
+  RECT rc = {-10, -10, 10, 10};
+  RECT rp[4];
+  POINT ro[4];
+  EXPECT_EQ(cyc.CalCycleRect(rc, nullptr, nullptr), 4);
+  // Four walk positions; the lower-left one misses the tile.
+  EXPECT_EQ(cyc.CalCycleRect(rc, rp, ro), 3);
+  POINT corners[4];
+  EXPECT_EQ(cyc.CycleSituation(&rc, corners), 3);
+  POINT starts[2];
+  EXPECT_EQ(cyc.CycleSituation(&run, starts), 2);
+  CArray<APTLENGTH> ap;
+  EXPECT_EQ(cyc.CycleSituation(&run, &ap, nullptr, nullptr), 2);
+  POINT p = Pt(-1, 10);
+  EXPECT_EQ(cyc.CycleSituation(&p, (const RECT*)nullptr), 1);
+  EXPECT_EQ(p.x, 99);
+  POINTD d(-1, 10);
+  cyc.CalLocalPointD(d);
+  EXPECT_EQ(d.y, 35);
+}
+
+}  // namespace

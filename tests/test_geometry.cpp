@@ -1,0 +1,252 @@
+// test_geometry.cpp - POINTD, RECTD and CPrecise: the nudge-and-truncate
+// and round-half-away rules at their edges, tolerant point comparison
+// against exact rectangle comparison, normalising and bounding boxes.
+#include <tqbase/tqbase.h>
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+#include <random>
+
+namespace {
+
+POINT Pt(int x, int y) {
+  POINT p;
+  p.x = x;
+  p.y = y;
+  return p;
+}
+
+// The conversion rules written out longhand, for the random comparisons.
+long long ModelTrunc(double v) {
+  double w = v >= 0 ? v + 1e-10 : v - 1e-10;
+  return (long long)std::trunc(w);
+}
+long long ModelRound(double v) { return ModelTrunc(v >= 0 ? v + 0.5 : v - 0.5); }
+
+TEST(Geometry, TruncationNudgesAwayFromZero) {
+  EXPECT_EQ(POINT(POINTD(0.49999999999, 0)).x, 0);
+  EXPECT_EQ(POINT(POINTD(2.99999999999, 0)).x, 3);
+  EXPECT_EQ(POINT(POINTD(-2.99999999999, 0)).x, -3);
+  EXPECT_EQ(POINT(POINTD(2.9999999998, 0)).x, 2);  // outside the nudge
+  EXPECT_EQ(POINT(POINTD(-0.7, 0.7)).x, 0);
+  EXPECT_EQ(POINT(POINTD(-0.7, 0.7)).y, 0);
+  // Arithmetic that lands a hair below an integer still gives the integer.
+  EXPECT_EQ(POINT(POINTD(2.9999999999999996, 0)).x, 3);
+}
+
+TEST(Geometry, RoundingHalfAwayFromZero) {
+  POINT a = POINTD(-0.5, 0.5).GPOINT();
+  EXPECT_EQ(a.x, -1);
+  EXPECT_EQ(a.y, 1);
+  POINT b = POINTD(-0.49, 0.49).GPOINT();
+  EXPECT_EQ(b.x, 0);
+  EXPECT_EQ(b.y, 0);
+  EXPECT_EQ(POINTD(2.5, -2.5).GPOINT().x, 3);
+  EXPECT_EQ(POINTD(2.5, -2.5).GPOINT().y, -3);
+  EXPECT_EQ(POINTD(2.49, 0).GPOINT().x, 2);
+  EXPECT_EQ(POINTD(-0.4, 0).GPOINT().x, 0);
+  // Just below .5 the nudge carries it over.
+  EXPECT_EQ(POINTD(2.49999999999, 0).GPOINT().x, 3);
+  EXPECT_EQ(POINTD(-2.49999999999, 0).GPOINT().x, -3);
+}
+
+TEST(Geometry, OutOfRangeGivesIndefiniteInteger) {
+  EXPECT_EQ(POINT(POINTD(3e9, -3e9)).x, INT_MIN);
+  EXPECT_EQ(POINT(POINTD(3e9, -3e9)).y, INT_MIN);
+  EXPECT_EQ(POINT(POINTD(NAN, 0)).x, INT_MIN);
+  EXPECT_EQ(POINT(POINTD(2147483647.0, -2147483648.0)).x, INT_MAX);
+  EXPECT_EQ(POINT(POINTD(2147483647.0, -2147483648.0)).y, INT_MIN);
+}
+
+TEST(Geometry, ConversionsAgreeWithModelOnRandomValues) {
+  std::mt19937_64 rng(12345);
+  std::uniform_real_distribution<double> big(-1e6, 1e6);
+  std::uniform_int_distribution<int> ints(-100000, 100000);
+  for (int i = 0; i < 20000; ++i) {
+    // Half the values sit within a few ulps of an integer or a half.
+    double v = big(rng);
+    if (i % 2) v = ints(rng) + (i % 4 == 1 ? 0.5 : 0.0) + (double)((int)(rng() % 7) - 3) * 1e-11;
+    POINTD p(v, -v);
+    POINT t = p, r = p.GPOINT();
+    ASSERT_EQ(t.x, ModelTrunc(v)) << "POINT(POINTD(" << std::hexfloat << v << ", 0))";
+    ASSERT_EQ(t.y, ModelTrunc(-v)) << std::hexfloat << -v;
+    ASSERT_EQ(r.x, ModelRound(v)) << "POINTD(" << std::hexfloat << v << ", 0).GPOINT()";
+    ASSERT_EQ(r.y, ModelRound(-v)) << std::hexfloat << -v;
+    ASSERT_EQ(CPrecise::PreciseInt(v, 0.5), ModelRound(v)) << std::hexfloat << v;
+    ASSERT_EQ(CPrecise::PreciseInt(v, 0.0), ModelTrunc(v)) << std::hexfloat << v;
+    ASSERT_EQ(CPrecise::PreciseInt(v, 0.0), AnxFloatToInt(v, FALSE)) << std::hexfloat << v;
+    ASSERT_EQ(CPrecise::PreciseInt(v, 0.5), AnxFloatToInt(v, TRUE)) << std::hexfloat << v;
+  }
+}
+
+TEST(Geometry, PointComparisonUsesStrictTolerance) {
+  EXPECT_TRUE(POINTD(1, 1) == POINTD(1 + 5e-11, 1));
+  EXPECT_FALSE(POINTD(1, 1) != POINTD(1 + 5e-11, 1));
+  EXPECT_FALSE(POINTD(1, 1) == POINTD(1 + 2e-10, 1));
+  EXPECT_FALSE(POINTD(0, 0) == POINTD(0, 1e-10));  // bound is strict
+  EXPECT_TRUE(POINTD(0, 0) == POINTD(0, 0.99e-10));
+  EXPECT_TRUE(POINTD(3, -4) == Pt(3, -4));
+  EXPECT_TRUE(POINTD(3 + 1e-11, -4) == Pt(3, -4));
+  EXPECT_TRUE(POINTD(3.5, -4) != Pt(3, -4));
+}
+
+TEST(Geometry, PointArithmeticAndConstruction) {
+  POINTF f = {1.5f, -2.25f};
+  POINTD a(f), b(Pt(7, 9));
+  EXPECT_EQ(a.x, 1.5);
+  EXPECT_EQ(a.y, -2.25);
+  POINTD s = a + b, d = b - a;
+  EXPECT_EQ(s.x, 8.5);
+  EXPECT_EQ(d.y, 11.25);
+  // += and -= change the point and hand back a copy.
+  POINTD c(1, 1);
+  POINTD r = (c += POINTD(2, 3));
+  EXPECT_EQ(c.x, 3);
+  EXPECT_EQ(r.y, 4);
+  r.x = 100;
+  EXPECT_EQ(c.x, 3);
+  POINTD q = (c -= POINTD(1, 1));
+  EXPECT_EQ(q.x, 2);
+  EXPECT_EQ(POINTD().x, 0.0);
+}
+
+TEST(Geometry, RectanglesCompareExactly) {
+  RECTD a(0, 0, 1, 1), b(0, 0, 1 + 1e-15, 1);
+  EXPECT_FALSE(a == b);
+  EXPECT_TRUE(a != b);
+  RECT rc = {0, 0, 1, 1};
+  EXPECT_TRUE(a == rc);
+  EXPECT_TRUE(b != rc);
+  EXPECT_TRUE(RECTD(rc) == a);
+}
+
+TEST(Geometry, EmptinessAndNullness) {
+  EXPECT_FALSE(RECTD(5, 0, 2, 3).IsRectEmpty());  // inverted is not empty
+  EXPECT_TRUE(RECTD(2, 0, 2, 3).IsRectEmpty());
+  EXPECT_TRUE(RECTD(0, 3, 7, 3).IsRectEmpty());
+  EXPECT_TRUE(RECTD().IsRectNull());
+  EXPECT_FALSE(RECTD(0, 0, 0, 1e-300).IsRectNull());
+  RECTD r(1, 2, 3, 4);
+  r.SetRectEmpty();
+  EXPECT_TRUE(r.IsRectNull());
+}
+
+TEST(Geometry, PtInRectIsHalfOpen) {
+  RECTD r(0, 0, 10, 5);
+  EXPECT_TRUE(r.PtInRect(POINTD(0, 0)));
+  EXPECT_TRUE(r.PtInRect(POINTD(9.999, 4.999)));
+  EXPECT_FALSE(r.PtInRect(POINTD(10, 2)));
+  EXPECT_FALSE(r.PtInRect(POINTD(2, 5)));
+  EXPECT_FALSE(r.PtInRect(POINTD(-1e-12, 2)));
+}
+
+TEST(Geometry, UnionIncludesZeroRectangles) {
+  RECTD u;
+  u.UnionRect(RECTD(5, 6, 10, 12), RECTD());
+  EXPECT_TRUE(u == RECTD(0, 0, 10, 12));
+  // Aliasing the output with an input works.
+  RECTD a(1, 1, 2, 2);
+  a.UnionRect(a, RECTD(-3, 0, 0, 5));
+  EXPECT_TRUE(a == RECTD(-3, 0, 2, 5));
+}
+
+TEST(Geometry, MeasuresAndOffset) {
+  RECTD r(4, 8, 0, 2);
+  EXPECT_EQ(r.Width(), -4);
+  EXPECT_EQ(r.Height(), -6);
+  EXPECT_TRUE(r.CenterPoint() == POINTD(2, 5));
+  EXPECT_EQ(r.TopLeft().x, 4);
+  EXPECT_EQ(r.BottomRight().y, 2);
+  r.OffsetRect(1, -1);
+  EXPECT_TRUE(r == RECTD(5, 7, 1, 1));
+  r.NormalizeRect();
+  EXPECT_TRUE(r == RECTD(1, 1, 5, 7));
+}
+
+TEST(Geometry, NormalizeBorderMakesSquareAtTopLeft) {
+  RECTD a(10, 10, 10, 14);
+  a.NormalizeBorder();
+  EXPECT_TRUE(a == RECTD(10, 10, 14, 14));
+  RECTD b(4, 8, 0, 8);
+  b.NormalizeBorder();
+  EXPECT_TRUE(b == RECTD(0, 8, 4, 12));
+  RECTD c(3, 3, 3, 3);
+  c.NormalizeBorder();
+  EXPECT_TRUE(c == RECTD(3, 3, 4, 4));
+  RECTD d(0, 0, 7, 2);
+  d.NormalizeBorder();
+  EXPECT_TRUE(d == RECTD(0, 0, 7, 7));
+}
+
+TEST(Geometry, BorderRectIsClosedBoundingBox) {
+  POINTD pts[] = {POINTD(3, 4), POINTD(-1, 9), POINTD(7, -2), POINTD(2, 2)};
+  RECTD r(pts, 4);
+  EXPECT_TRUE(r == RECTD(-1, -2, 7, 9));
+  RECTD one(pts, 1);
+  EXPECT_TRUE(one == RECTD(3, 4, 3, 4));
+  RECTD none(5, 5, 6, 6);
+  none.GetBorderRect(nullptr, 3);
+  EXPECT_TRUE(none.IsRectNull());
+  RECTD zero(5, 5, 6, 6);
+  zero.GetBorderRect(pts, 0);
+  EXPECT_TRUE(zero.IsRectNull());
+
+  std::mt19937 rng(7);
+  std::uniform_real_distribution<double> d(-1000, 1000);
+  for (int trial = 0; trial < 200; ++trial) {
+    POINTD p[17];
+    int n = 1 + trial % 17;
+    for (int i = 0; i < n; ++i) p[i] = POINTD(d(rng), d(rng));
+    RECTD b(p, n);
+    for (int i = 0; i < n; ++i) {
+      ASSERT_TRUE(b.left <= p[i].x && p[i].x <= b.right && b.top <= p[i].y && p[i].y <= b.bottom);
+    }
+    bool l = false, t = false, rr = false, bb = false;
+    for (int i = 0; i < n; ++i) {
+      l |= p[i].x == b.left;
+      rr |= p[i].x == b.right;
+      t |= p[i].y == b.top;
+      bb |= p[i].y == b.bottom;
+    }
+    ASSERT_TRUE(l && t && rr && bb) << "trial " << trial;
+  }
+}
+
+TEST(Geometry, RectConversions) {
+  RECTD r(-0.5, 0.5, 2.5, -2.49);
+  RECT g = r.GRECT();
+  EXPECT_EQ(g.left, -1);
+  EXPECT_EQ(g.top, 1);
+  EXPECT_EQ(g.right, 3);
+  EXPECT_EQ(g.bottom, -2);
+  RECT t = r;
+  EXPECT_EQ(t.left, 0);
+  EXPECT_EQ(t.top, 0);
+  EXPECT_EQ(t.right, 2);
+  EXPECT_EQ(t.bottom, -2);
+}
+
+TEST(Geometry, PreciseIntEdges) {
+  EXPECT_EQ(CPrecise::PreciseInt(-2.5, 0.5), -3);
+  EXPECT_EQ(CPrecise::PreciseInt(2.4, 0.0), 2);
+  EXPECT_EQ(CPrecise::PreciseInt(-0.0, 0.5), 0);
+  EXPECT_EQ(CPrecise::PreciseInt(0.7, 0.3), 1);   // threshold moved to 0.7
+  EXPECT_EQ(CPrecise::PreciseInt(0.69, 0.3), 0);
+  EXPECT_EQ(CPrecise::PreciseInt(-0.7, 0.3), -1);
+  int ix, iy;
+  CPrecise::PrecisePoint(1.5, -1.5, ix, iy, 0.5);
+  EXPECT_EQ(ix, 2);
+  EXPECT_EQ(iy, -2);
+  long lx, ly;
+  CPrecise::PrecisePoint(1.5, -1.5, lx, ly, 0.0);
+  EXPECT_EQ(lx, 1);
+  EXPECT_EQ(ly, -1);
+  POINT p;
+  CPrecise::PrecisePoint(POINTD(9.5, -0.49), p, 0.5);
+  EXPECT_EQ(p.x, 10);
+  EXPECT_EQ(p.y, 0);
+}
+
+}  // namespace
