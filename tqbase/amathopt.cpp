@@ -3,3 +3,19 @@
 
 BOOL AMathOpt::Init() { return TRUE; }
 void AMathOpt::Exit() {}
+
+BOOL AMathOpt::ResampleLineMap(int srcCount, int dstCount, unsigned long* map) {
+  if (!map || srcCount < 1 || dstCount < 1) {
+    ASSERT(map && srcCount >= 1 && dstCount >= 1);
+    return FALSE;
+  }
+  // The same accumulation as ZoomBits's columns, so that a line resampled
+  // here matches a row of a zoomed image.
+  const double step = (double)srcCount / dstCount;
+  double a = 0.0;
+  for (int i = 0; i < dstCount; ++i, a += step) {
+    unsigned long s = (unsigned long)(a + 0.5);
+    map[i] = s >= (unsigned long)srcCount ? (unsigned long)srcCount - 1 : s;
+  }
+  return TRUE;
+}

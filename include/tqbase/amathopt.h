@@ -10,6 +10,13 @@ public:
   // Prepares the maths tables; returns 1 and never stops the load.
   static BOOL Init();
   static void Exit();
+
+  // Nearest-neighbour map from dstCount destination pixels to srcCount
+  // source pixels: map[i] = trunc(a + 0.5) with a summing srcCount/dstCount
+  // (in double precision) from 0.0, as ACompress::ZoomBits rounds; an index
+  // past the last source pixel takes the last one. Writes dstCount entries.
+  // Fails on a null map or a count below 1.
+  static BOOL ResampleLineMap(int srcCount, int dstCount, unsigned long* map);
 };
 
 #endif  // TQBASE_AMATHOPT_H

@@ -1,0 +1,324 @@
+// test_acompress_lzw.cpp - ACompress LZW and Base64: codes against a
+// dictionary model and the node-store encoder, the bit stream's width
+// schedule across clear codes, the decoders' rules on hostile code
+// streams, the capacity rules, and the library's unpadded Base64.
+#include "codec_test_util.h"
+#include "test_support.h"
+#include "acompress_internal.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+
+using tqtest::AsCode;
+using tqtest::Bytes;
+
+namespace {
+
+typedef unsigned long ulong;
+typedef std::vector<unsigned short> Codes;
+
+// Plain LZW with a std::map dictionary and the clear every 3,836 codes.
+Codes ModelCodes(const Bytes& s) {
+  Codes out{256};
+  std::map<std::pair<unsigned, unsigned>, unsigned> dict;
+  unsigned prefix = s[0], next = 258;
+  ulong count = 1;
+  for (size_t i = 1; i < s.size(); ++i) {
+    auto it = dict.find({prefix, s[i]});
+    if (it != dict.end()) {
+      prefix = it->second;
+      continue;
+    }
+    out.push_back((unsigned short)prefix);
+    if (count < 3836) {
+      dict[{prefix, s[i]}] = next++;
+      ++count;
+    } else {
+      out.push_back(256);
+      dict.clear();
+      next = 258;
+      count = 1;
+    }
+    prefix = s[i];
+  }
+  out.push_back((unsigned short)prefix);
+  out.push_back(257);
+  return out;
+}
+
+// Bits the stream takes under the width schedule.
+ulong ModelBits(const Codes& codes) {
+  ulong bits = 0, number = 0;
+  for (unsigned short c : codes) {
+    const unsigned w = number < 255 ? 9 : number < 767 ? 10 : number < 1791 ? 11 : 12;
+    bits += w;
+    number = (c == 256 && w == 12) ? 1 : number + 1;
+  }
+  return bits;
+}
+
+Codes Pack(const Bytes& s, ulong cap) {
+  Codes c(cap);
+  ulong n = 0;
+  if (!ACompress::Pack_LZW(s.data(), s.size(), c.data(), cap, n)) return {};
+  c.resize(n);
+  return c;
+}
+
+Bytes Compressible(std::mt19937& rng, size_t n) {
+  return tqtest::MakeLine(rng, n, 7, 1 + rng() % 12);
+}
+
+}  // namespace
+
+TEST(ACompressLzwCodes, SingleByteAndTheEndCodeRule) {
+  const Bytes one = {0x41};
+  EXPECT_EQ(Pack(one, 4), (Codes{256, 0x41, 257}));
+  EXPECT_TRUE(Pack(one, 3).empty());  // end code needs codeCount + 1 < codeCap
+  Codes c{256, 0x41, 257};
+  unsigned char bits[8];
+  ulong len = 0;
+  ASSERT_EQ(ACompress::TransformDataBits(c.data(), 3, bits, sizeof bits, len), 1);
+  EXPECT_EQ(len, 4u);  // 27 bits
+  EXPECT_EQ(Bytes(bits, bits + 4), (Bytes{0x80, 0x10, 0x60, 0x20}));
+  EXPECT_EQ(ACompress::TransformDataBits(c.data(), 3, bits, 4, len), 0);  // strictly shorter
+  EXPECT_EQ(len, 1u);
+}
+
+TEST(ACompressLzwCodes, CompLzwFailsForOneToThreeBytes) {
+  unsigned char out[64];
+  ulong len = 0;
+  for (const char* s : {"a", "ab", "aa", "abc", "aaa", "abcd"})
+    EXPECT_EQ(ACompress::Comp_LZW((const unsigned char*)s, std::strlen(s), out, sizeof out, len), 0) << s;
+  ASSERT_EQ(ACompress::Comp_LZW((const unsigned char*)"aaaa", 4, out, sizeof out, len), 1);
+  Bytes back(16);
+  ulong blen = 0;
+  ASSERT_EQ(ACompress::UnComp_LZW(out, len, back.data(), back.size(), blen), 1);
+  EXPECT_EQ(Bytes(back.begin(), back.begin() + blen), (Bytes{'a', 'a', 'a', 'a'}));
+}
+
+TEST(ACompressLzwCodes, EncodersAgreeWithTheDictionaryModel) {
+  std::mt19937 rng(41);
+  for (int iter = 0; iter < 150; ++iter) {
+    const size_t n = 1 + rng() % (iter % 10 == 0 ? 60000 : 3000);
+    const Bytes s = iter % 3 ? Compressible(rng, n) : tqtest::RandomBytes(rng, n);
+    const Codes want = ModelCodes(s);
+    ASSERT_EQ(Pack(s, 2 * n + 4), want) << AsCode("s", s);
+    Codes ref(2 * n + 4);
+    ulong rn = 0;
+    ASSERT_EQ(tqbase::codec::Pack_LZWNodes(s.data(), n, ref.data(), ref.size(), rn), 1);
+    ref.resize(rn);
+    ASSERT_EQ(ref, want);
+  }
+}
+
+TEST(ACompressLzwCodes, ClearAfter3835StringsAndNineBitsAgain) {
+  std::mt19937 rng(42);
+  const Bytes s = tqtest::RandomBytes(rng, 20000);
+  const Codes c = Pack(s, 40000);
+  ASSERT_FALSE(c.empty());
+  // clear, 3,836 data codes, clear: strings 258..4,092 in between.
+  ASSERT_EQ(c[0], 256);
+  ASSERT_EQ(c[3837], 256);
+  unsigned maxCode = 0;
+  for (int i = 1; i < 3837; ++i) {
+    ASSERT_NE(c[i], 256);
+    maxCode = std::max<unsigned>(maxCode, c[i]);
+  }
+  EXPECT_LE(maxCode, 4092u);
+  EXPECT_LT(c[3838], 256);  // a single byte right after the clear
+  Bytes bits(40000);
+  ulong len = 0;
+  ASSERT_EQ(ACompress::TransformDataBits(c.data(), c.size(), bits.data(), bits.size(), len), 1);
+  EXPECT_EQ(len, (ModelBits(c) + 7) / 8);
+  // The code after the clear sits in 9 bits right behind it.
+  const ulong before = ModelBits(Codes(c.begin(), c.begin() + 3838));
+  unsigned v = 0;
+  for (ulong b = before; b < before + 9; ++b) v = (v << 1) | ((bits[b / 8] >> (7 - b % 8)) & 1);
+  EXPECT_EQ(v, c[3838]);
+}
+
+TEST(ACompressLzwBits, BitStreamRoundTripsWithClearsAtAnyWidth) {
+  std::mt19937 rng(43);
+  for (int iter = 0; iter < 500; ++iter) {
+    Codes codes;
+    ulong number = 0;
+    const size_t n = 1 + rng() % 5000;
+    for (size_t i = 0; i < n; ++i) {
+      const unsigned w = number < 255 ? 9 : number < 767 ? 10 : number < 1791 ? 11 : 12;
+      unsigned c = rng() % (1u << w);
+      if (c == 257) c = 258;
+      if (rng() % 600 == 0) c = 256;
+      codes.push_back((unsigned short)c);
+      number = (c == 256 && w == 12) ? 1 : number + 1;
+    }
+    codes.push_back(257);
+    Bytes bits(codes.size() * 2 + 2);
+    ulong len = 0;
+    ASSERT_EQ(ACompress::TransformDataBits(codes.data(), codes.size(), bits.data(), bits.size(), len), 1);
+    ASSERT_EQ(len, (ModelBits(codes) + 7) / 8);
+    Codes back(len);
+    ulong bn = 0;
+    ASSERT_EQ(ACompress::ResumeDataBit(bits.data(), len, back.data(), bn), 1);
+    back.resize(bn);
+    ASSERT_EQ(back, codes) << "iteration " << iter;
+  }
+}
+
+TEST(ACompressLzwRoundTrip, CompressibleAndRandomData) {
+  std::mt19937 rng(44);
+  tqtest::MemoryCounts before;
+  for (int iter = 0; iter < 200; ++iter) {
+    const size_t n = 4 + rng() % (iter % 10 == 0 ? 200000 : 5000);
+    const Bytes s = iter % 2 ? Compressible(rng, n) : tqtest::RandomBytes(rng, n);
+    Bytes z(n * 2 + 16);
+    ulong zl = 0;
+    ASSERT_EQ(ACompress::Comp_LZW(s.data(), n, z.data(), z.size(), zl), 1) << AsCode("s", s);
+    Bytes back(n + 6);  // the decoder's 6 spare bytes
+    ulong bl = 0;
+    ASSERT_EQ(ACompress::UnComp_LZW(z.data(), zl, back.data(), back.size(), bl), 1);
+    ASSERT_EQ(bl, n);
+    ASSERT_EQ(Bytes(back.begin(), back.begin() + n), s) << AsCode("s", s);
+    Bytes tight(n + 5);
+    ASSERT_EQ(ACompress::UnComp_LZW(z.data(), zl, tight.data(), tight.size(), bl), 0);
+    // The compressor's rule: strictly shorter than its buffer.
+    Bytes exact(zl);
+    ASSERT_EQ(ACompress::Comp_LZW(s.data(), n, exact.data(), zl, bl), 0);
+    Bytes plus(zl + 1);
+    ASSERT_EQ(ACompress::Comp_LZW(s.data(), n, plus.data(), zl + 1, bl), 1);
+  }
+  EXPECT_TRUE(tqtest::MemoryCounts() == before);
+}
+
+TEST(ACompressLzwDecoder, CodeStreamRules) {
+  unsigned char out[64];
+  ulong len = 0;
+  auto run = [&](Codes c) { return ACompress::UnPack_LZW(c.data(), c.size(), out, sizeof out, len); };
+  EXPECT_EQ(run({300, 65, 257}), 0);         // starts above 256
+  EXPECT_EQ(run({257, 65}), 0);
+  EXPECT_EQ(run({256, 256, 257}), 0);        // nothing but clears and ends
+  EXPECT_EQ(run({256, 300}), 0);             // no string to extend yet
+  ASSERT_EQ(run({256, 65, 258, 257}), 1);    // the string being defined
+  EXPECT_EQ(std::string((char*)out, len), "AAA");
+  ASSERT_EQ(run({65, 66, 258, 260, 257}), 1);  // codes from the dictionary and beyond it
+  EXPECT_EQ(std::string((char*)out, len), "ABABABA");
+  ASSERT_EQ(run({256, 65, 66, 256, 256, 67, 258, 257}), 1);  // clears reset the dictionary
+  EXPECT_EQ(std::string((char*)out, len), "ABCCC");
+  EXPECT_EQ(run({256, 65, 66, 256, 259}), 0);  // a string code right after a clear
+  ASSERT_EQ(run({256, 65, 66}), 1);             // no end code: stops at the last code
+  EXPECT_EQ(std::string((char*)out, len), "AB");
+  // Capacity: the output keeps 6 spare bytes.
+  Codes c{256, 65, 66, 67, 257};
+  EXPECT_EQ(ACompress::UnPack_LZW(c.data(), c.size(), out, 9, len), 1);
+  EXPECT_EQ(ACompress::UnPack_LZW(c.data(), c.size(), out, 8, len), 0);
+}
+
+TEST(ACompressLzwDecoder, MoreThan4096StringsFail) {
+  Codes c{256};
+  for (int i = 0; i < 4098; ++i) c.push_back((unsigned short)(i % 200));
+  Bytes out(100000);
+  ulong len;
+  EXPECT_EQ(ACompress::UnPack_LZW(c.data(), c.size(), out.data(), out.size(), len), 0);
+  c.resize(4098);  // exactly 4,096 strings
+  EXPECT_EQ(ACompress::UnPack_LZW(c.data(), c.size(), out.data(), out.size(), len), 1);
+}
+
+TEST(ACompressLzwDecoder, HostileStreamsStayInsideTheirBuffers) {
+  std::mt19937 rng(45);
+  tqtest::MemoryCounts before;
+  for (int iter = 0; iter < 3000; ++iter) {
+    const size_t n = 1 + rng() % 200;
+    Bytes s = tqtest::RandomBytes(rng, n);
+    if (iter % 2) s[0] = 0x80;  // starts with a clear
+    const ulong cap = 1 + rng() % 2000;
+    Bytes out(cap);
+    ulong len;
+    ACompress::UnComp_LZW(s.data(), n, out.data(), cap, len);
+    Codes codes(n);
+    for (auto& c : codes) c = (unsigned short)(rng() % (iter % 3 ? 600 : 65536));
+    ACompress::UnPack_LZW(codes.data(), codes.size(), out.data(), cap, len);
+  }
+  EXPECT_TRUE(tqtest::MemoryCounts() == before);
+}
+
+TEST(ACompressIsStrInList, WalksSiblingsAndReportsTheLastNode) {
+  // Nodes at 3 ('x', next 6), 6 ('y', next 9), 9 ('z', end).
+  unsigned char nodes[12] = {0, 0, 0, 'x', 6, 0, 'y', 9, 0, 'z', 0, 0};
+  unsigned short code = 0, last = 99;
+  EXPECT_EQ(ACompress::IsStrInList(65, 'y', nodes, 3, &code, &last), 1);
+  EXPECT_EQ(code, 6 / 3 + 257);
+  EXPECT_EQ(last, 3);
+  EXPECT_EQ(ACompress::IsStrInList(65, 'q', nodes, 3, &code, &last), 0);
+  EXPECT_EQ(last, 9);
+  EXPECT_EQ(ACompress::IsStrInList(65, 'q', nodes, 0, &code, &last), 0);
+  EXPECT_EQ(last, 0);
+}
+
+// ---------------------------------------------------------------------------
+// Base64
+
+namespace {
+
+std::string Enc(const char* s) {
+  char* p = ACompress::Base64_Encode(s);
+  std::string r = p ? p : "<null>";
+  ACompress::Base64_Free(&p);
+  EXPECT_EQ(p, nullptr);
+  return r;
+}
+
+std::string Dec(const char* s) {
+  char* p = ACompress::Base64_Decode(s);
+  std::string r = p ? p : "<null>";
+  ACompress::Base64_Free(&p);
+  return r;
+}
+
+}  // namespace
+
+TEST(ACompressBase64, UnpaddedEncodingOfTheLibrary) {
+  EXPECT_EQ(Enc("a"), "YQAA");
+  EXPECT_EQ(Enc("M"), "TQAA");
+  EXPECT_EQ(Enc("Ma"), "TWEA");
+  EXPECT_EQ(Enc("Man"), "TWFu");
+  EXPECT_EQ(Enc(""), "");
+  EXPECT_EQ(Enc("hello world"), "aGVsbG8gd29ybGQA");
+  EXPECT_EQ(Enc("\xff\xfe\xfd"), "//79");
+  EXPECT_EQ(Dec("YQAA"), "a");
+  EXPECT_EQ(Dec("YQ=="), "a");  // standard padding reads the same
+  EXPECT_EQ(Dec("aGVsbG8gd29ybGQ="), "hello world");
+  EXPECT_EQ(Dec("aGVsbG8gd29ybGQ"), "hello world");  // not a multiple of 4
+  EXPECT_EQ(Dec("TWFu!TWFu"), "Man");  // translation stops at '!'
+  EXPECT_EQ(Dec(""), "");
+  tqtest::HookCapture hooks;
+  EXPECT_EQ(ACompress::Base64_Encode(nullptr), nullptr);
+  EXPECT_EQ(ACompress::Base64_Decode(nullptr), nullptr);
+  ACompress::Base64_Free(nullptr);
+}
+
+TEST(ACompressBase64, RoundTripsAndOutputSizes) {
+  std::mt19937 rng(46);
+  tqtest::MemoryCounts before;
+  for (int iter = 0; iter < 2000; ++iter) {
+    std::string s(rng() % 300, ' ');
+    for (char& c : s) c = (char)(1 + rng() % 255);
+    char* e = ACompress::Base64_Encode(s.c_str());
+    ASSERT_NE(e, nullptr);
+    ASSERT_EQ(std::strlen(e), (s.size() + 2) / 3 * 4);
+    ASSERT_EQ(std::strspn(e, "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"), std::strlen(e));
+    char* d = ACompress::Base64_Decode(e);
+    ASSERT_NE(d, nullptr);
+    ASSERT_EQ(std::string(d), s);
+    ACompress::Base64_Free(&e);
+    ACompress::Base64_Free(&d);
+    // Arbitrary text decodes without leaving its buffer.
+    std::string junk(rng() % 40, ' ');
+    for (char& c : junk) c = (char)(1 + rng() % 255);
+    char* j = ACompress::Base64_Decode(junk.c_str());
+    ASSERT_NE(j, nullptr);
+    ACompress::Base64_Free(&j);
+  }
+  EXPECT_TRUE(tqtest::MemoryCounts() == before);
+}

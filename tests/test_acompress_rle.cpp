@@ -1,0 +1,745 @@
+// test_acompress_rle.cpp - ACompress run-length codecs: the stated small
+// streams, round trips on random lines of every depth, every encoder's
+// capacity rule at its exact boundary, the fast paths against the plain
+// ones, windowed decodes against slices of whole-line decodes, locators
+// against a linear scan, hostile streams, blank lines, colour counts and
+// the rectangle decoders.
+#include "codec_test_util.h"
+#include "test_support.h"
+#include "acompress_internal.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+using tqtest::AsCode;
+using tqtest::Bytes;
+
+namespace {
+
+typedef unsigned long ulong;
+
+int BytesPerPixel(int depth) { return depth == 24 ? 3 : 1; }
+
+unsigned MaxValue(int depth) { return depth == 1 ? 1 : depth == 2 ? 3 : depth == 4 ? 15 : 255; }
+
+// A line for a depth: runs of pixels (3 bytes each at 24).
+Bytes LineFor(std::mt19937& rng, int depth, size_t pixels, unsigned meanRun) {
+  return depth == 24 ? tqtest::MakeLine24(rng, pixels, meanRun)
+                     : tqtest::MakeLine(rng, pixels, MaxValue(depth), meanRun);
+}
+
+// Encodes with a generous buffer; the stream is returned trimmed.
+Bytes Encode(int depth, const Bytes& line) {
+  Bytes out(line.size() * 2 + 64);
+  ulong len = 0;
+  EXPECT_EQ(ACompress::Pack(line.data(), line.size(), depth, out.data(), out.size(), len), 1)
+      << "depth " << depth << "\n" << AsCode("line", line);
+  out.resize(len);
+  return out;
+}
+
+Bytes Decode(int depth, const Bytes& stream, size_t pixels) {
+  Bytes out(pixels * BytesPerPixel(depth));
+  EXPECT_EQ(ACompress::UnPack(stream.data(), stream.size(), pixels, depth, out.data()), 1);
+  return out;
+}
+
+// The records of a stream, as (offset, first pixel, pixel count).
+struct Rec {
+  ulong offset, start, count;
+};
+
+std::vector<Rec> Records(int depth, const Bytes& s) {
+  std::vector<Rec> r;
+  ulong px = 0;
+  if (depth == 8 || depth == 24) {
+    const ulong size = depth == 8 ? 2 : 4;
+    for (ulong o = 0; o + size <= s.size(); o += size) {
+      r.push_back({o, px, s[o]});
+      px += s[o];
+    }
+  } else if (depth == 4) {
+    for (ulong o = 0; o < s.size(); o += (o % 3 == 0) ? 2 : 1) {
+      r.push_back({o, px, s[o]});
+      px += s[o];
+    }
+  } else {
+    const ulong lit = depth == 1 ? 7 : 3, shift = depth == 1 ? 6 : 5, bits = depth == 1 ? 6 : 5;
+    const ulong end = s.size() - 1;
+    for (ulong o = 0; o < end;) {
+      if (s[o] & 0x80) {
+        const bool last = o + 1 == end && s[end];
+        r.push_back({o, px, last ? s[end] : lit});
+        px += r.back().count;
+        ++o;
+        continue;
+      }
+      ulong len = 0, n = 0;
+      while (o + n < end && (s[o + n] >> shift) == (s[o] >> shift)) {
+        len += (ulong)(s[o + n] & ((1u << bits) - 1)) << (bits * n);
+        ++n;
+      }
+      r.push_back({o, px, len});
+      px += len;
+      o += n;
+    }
+  }
+  return r;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// The stated streams
+
+TEST(ACompressRleStreams, GeneralFormat) {
+  ulong len = 0;
+  unsigned char out[16];
+  ASSERT_EQ(ACompress::Comp_RLE((const unsigned char*)"AB", 2, out, sizeof out, len), 1);
+  EXPECT_EQ(Bytes(out, out + len), (Bytes{0x00, 0x01, 0x41, 0x01, 0x42}));
+  Bytes same(256, 0x7E);
+  ASSERT_EQ(ACompress::Comp_RLE(same.data(), same.size(), out, sizeof out, len), 1);
+  EXPECT_EQ(Bytes(out, out + len), (Bytes{0xFF, 0x7E, 0x01, 0x7E}));
+  const Bytes abcc = {'a', 'b', 'c', 'c'};
+  ASSERT_EQ(ACompress::Comp_RLE(abcc.data(), 4, out, sizeof out, len), 1);
+  EXPECT_EQ(Bytes(out, out + len), (Bytes{0x00, 0x02, 'a', 'b', 0x02, 'c'}));
+  // 255 single bytes fill one literal; the 256th opens a second record.
+  Bytes ramp(257);
+  for (size_t i = 0; i < ramp.size(); ++i) ramp[i] = (unsigned char)(i * 7);
+  Bytes big(400);
+  ASSERT_EQ(ACompress::Comp_RLE(ramp.data(), ramp.size(), big.data(), big.size(), len), 1);
+  ASSERT_EQ(len, 2u + 255 + 2 + 1 + 2);
+  EXPECT_EQ(big[0], 0);
+  EXPECT_EQ(big[1], 255);
+  EXPECT_EQ(big[257], 0);
+  EXPECT_EQ(big[258], 1);
+  EXPECT_EQ(big[260], 1);  // the last byte as a repeat record of 1
+}
+
+TEST(ACompressRleStreams, OneBitFormat) {
+  ulong len = 0;
+  unsigned char out[16];
+  const Bytes zeros(8, 0);
+  ASSERT_EQ(ACompress::Pack1(zeros.data(), 8, out, sizeof out, len), 1);
+  EXPECT_EQ(Bytes(out, out + len), (Bytes{0x08, 0x00}));
+  const Bytes alt = {1, 0, 1, 0, 1, 0, 1, 0, 1, 0};
+  ASSERT_EQ(ACompress::Pack1(alt.data(), alt.size(), out, sizeof out, len), 1);
+  EXPECT_EQ(Bytes(out, out + len), (Bytes{0x80 | 0x55, 0x80 | 0x20, 0x03}));
+  // A run of 100 ones: digits 36 and 1 (36 + 64), value bit set.
+  const Bytes ones(100, 1);
+  ASSERT_EQ(ACompress::Pack1(ones.data(), 100, out, sizeof out, len), 1);
+  EXPECT_EQ(Bytes(out, out + len), (Bytes{0x40 | 36, 0x40 | 1, 0x00}));
+  const Bytes two = {1, 1};
+  ASSERT_EQ(ACompress::Pack1(two.data(), 2, out, sizeof out, len), 1);
+  EXPECT_EQ(Bytes(out, out + len), (Bytes{0x80 | 0x60, 0x02}));
+}
+
+TEST(ACompressRleStreams, TwoFourEightAndTwentyFourBitFormats) {
+  ulong len = 0;
+  unsigned char out[32];
+  const Bytes two = {3, 3, 3, 3, 3, 1, 2};
+  ASSERT_EQ(ACompress::Pack2(two.data(), two.size(), out, sizeof out, len), 1);
+  EXPECT_EQ(Bytes(out, out + len), (Bytes{0x65, 0x80 | 0x18, 0x02}));
+  const Bytes four = {1, 1, 2, 3, 3, 3};
+  ASSERT_EQ(ACompress::Comp_RLE4(four.data(), four.size(), out, sizeof out, len), 1);
+  EXPECT_EQ(Bytes(out, out + len), (Bytes{2, 0x12, 1, 3, 0x30}));
+  const Bytes one = {5};
+  EXPECT_EQ(ACompress::Comp_RLE8(one.data(), 1, out, sizeof out, len), 0);
+  Bytes three(300, 9);
+  ASSERT_EQ(ACompress::Comp_RLE8(three.data(), 300, out, sizeof out, len), 1);
+  EXPECT_EQ(Bytes(out, out + len), (Bytes{0xFF, 9, 0x2D, 9}));
+  const Bytes rgb = {1, 2, 3, 1, 2, 3, 1, 2, 4};
+  ASSERT_EQ(ACompress::Comp_RLE24(rgb.data(), rgb.size(), out, sizeof out, len), 1);
+  EXPECT_EQ(Bytes(out, out + len), (Bytes{2, 1, 2, 3, 1, 1, 2, 4}));
+  EXPECT_EQ(ACompress::Comp_RLE24(rgb.data(), 8, out, sizeof out, len), 0);
+  EXPECT_EQ(ACompress::Pack(rgb.data(), 9, 16, out, sizeof out, len), 0);
+}
+
+TEST(ACompressRleStreams, FourBitStreamOfLength3kPlus1IsRejected) {
+  const Bytes bad = {2, 0x12, 1, 4};
+  unsigned char out[16];
+  ulong len = 0;
+  EXPECT_EQ(ACompress::UnComp_RLE4(bad.data(), bad.size(), out, sizeof out, len), 0);
+  EXPECT_EQ(ACompress::UnComp_RLE4(bad.data(), 1, out, sizeof out, len), 0);
+  ulong off, remain;
+  EXPECT_EQ(ACompress::GetLoc_RLE4(bad.data(), bad.size(), 7, 2, off, remain), 0);
+  ASSERT_EQ(ACompress::UnComp_RLE4(bad.data(), 2, out, sizeof out, len), 1);
+  EXPECT_EQ(len, 2u);
+}
+
+// ---------------------------------------------------------------------------
+// Round trips and fast paths
+
+TEST(ACompressRleRoundTrip, EveryDepthOnRandomLines) {
+  std::mt19937 rng(21);
+  for (int depth : {1, 2, 4, 8, 24}) {
+    for (int iter = 0; iter < 1500; ++iter) {
+      const size_t pixels = (depth == 8 ? 2 : 1) + rng() % (iter % 10 == 0 ? 3000 : 90);
+      const unsigned mean = iter % 4 == 0 ? 1 : iter % 4 == 1 ? 4 : iter % 4 == 2 ? 40 : 400;
+      const Bytes line = LineFor(rng, depth, pixels, mean);
+      const Bytes stream = Encode(depth, line);
+      ASSERT_EQ(Decode(depth, stream, pixels), line) << "depth " << depth << "\n" << AsCode("line", line);
+    }
+  }
+}
+
+TEST(ACompressRleRoundTrip, GeneralFormatAndItsPlainEncoder) {
+  std::mt19937 rng(22);
+  for (int iter = 0; iter < 3000; ++iter) {
+    const size_t n = 1 + rng() % (iter % 10 == 0 ? 2000 : 300);
+    const Bytes src = tqtest::MakeLine(rng, n, iter % 3 ? 3 : 255, iter % 5 == 0 ? 300 : 1 + iter % 7);
+    Bytes a(2 * n + 8), b(a.size());
+    ulong la = 0, lb = 0;
+    ASSERT_EQ(ACompress::Comp_RLE(src.data(), n, a.data(), a.size(), la), 1);
+    ASSERT_EQ(tqbase::codec::Comp_RLEPlain(src.data(), n, b.data(), b.size(), lb), 1);
+    a.resize(la);
+    b.resize(lb);
+    ASSERT_EQ(a, b) << AsCode("src", src);
+    Bytes back(n);
+    ulong lback = 0;
+    ASSERT_EQ(ACompress::UnComp_RLE(a.data(), la, back.data(), n, lback), 1);
+    ASSERT_EQ(lback, n);
+    ASSERT_EQ(back, src) << AsCode("src", src);
+    ASSERT_EQ(a[la - 2] != 0, true);  // always ends with a repeat record
+  }
+}
+
+TEST(ACompressRleRoundTrip, FastPathsMatchPlainOnes) {
+  std::mt19937 rng(23);
+  for (int iter = 0; iter < 3000; ++iter) {
+    const size_t n = 2 + rng() % (iter % 10 == 0 ? 5000 : 200);
+    const unsigned mean = 1 + rng() % 100;
+    Bytes one = tqtest::MakeLine(rng, n, iter % 2 ? 1 : 255, mean);  // non-zero counts as 1
+    Bytes a(n + 64), b(n + 64);
+    ulong la = 0, lb = 0;
+    ASSERT_EQ(ACompress::Pack1(one.data(), n, a.data(), a.size(), la), 1);
+    ASSERT_EQ(tqbase::codec::Pack1Plain(one.data(), n, b.data(), b.size(), lb), 1);
+    ASSERT_EQ(Bytes(a.begin(), a.begin() + la), Bytes(b.begin(), b.begin() + lb)) << AsCode("line", one);
+    Bytes da(n, 0xEE), db(n, 0xEE);
+    ASSERT_EQ(ACompress::UnPack1(a.data(), la, n, da.data()), 1);
+    ASSERT_EQ(tqbase::codec::UnPack1Plain(a.data(), la, n, db.data()), 1);
+    ASSERT_EQ(da, db);
+    for (size_t i = 0; i < n; ++i) ASSERT_EQ(da[i], one[i] != 0);
+
+    const Bytes eight = tqtest::MakeLine(rng, n, 255, mean);
+    Bytes e1(2 * n + 8), e2(2 * n + 8);
+    ASSERT_EQ(ACompress::Comp_RLE8(eight.data(), n, e1.data(), e1.size(), la), 1);
+    ASSERT_EQ(tqbase::codec::Comp_RLE8Plain(eight.data(), n, e2.data(), e2.size(), lb), 1);
+    ASSERT_EQ(Bytes(e1.begin(), e1.begin() + la), Bytes(e2.begin(), e2.begin() + lb)) << AsCode("line", eight);
+    // Decoding into exactly n bytes and into a larger buffer gives the
+    // same line and leaves the larger buffer's excess alone.
+    Bytes u1(n), u2(n + 40, 0xEE);
+    ulong l1 = 0, l2 = 0;
+    ASSERT_EQ(ACompress::UnComp_RLE8(e1.data(), la, u1.data(), n, l1), 1);
+    ASSERT_EQ(tqbase::codec::UnComp_RLE8Plain(e1.data(), la, u2.data(), u2.size(), l2), 1);
+    ASSERT_EQ(l1, n);
+    ASSERT_EQ(u1, eight);
+    Bytes u3(n + 40, 0xEE);
+    ASSERT_EQ(ACompress::UnComp_RLE8(e1.data(), la, u3.data(), u3.size(), l1), 1);
+    ASSERT_EQ(u3, u2);
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Capacity rules at their boundaries
+
+TEST(ACompressRleCapacity, EachEncoderFailsOneByteBelowItsRule) {
+  std::mt19937 rng(24);
+  // Room each format needs beyond its stream length L.
+  struct Rule {
+    int depth;  // 0: general format
+    ulong extra;
+  };
+  const Rule rules[] = {{0, 0}, {1, 0}, {2, 2}, {4, 1}, {8, 1}, {24, 1}};
+  for (const Rule& rule : rules) {
+    for (int iter = 0; iter < 600; ++iter) {
+      const size_t pixels = 2 + rng() % (iter % 8 == 0 ? 1500 : 60);
+      const unsigned mean = 1 + rng() % (iter % 2 ? 4 : 300);
+      const Bytes line = rule.depth ? LineFor(rng, rule.depth, pixels, mean)
+                                    : tqtest::MakeLine(rng, pixels, 255, mean);
+      auto run = [&](ulong cap, ulong& len) {
+        Bytes out(cap ? cap : 1);
+        return rule.depth ? ACompress::Pack(line.data(), line.size(), rule.depth, out.data(), cap, len)
+                          : ACompress::Comp_RLE(line.data(), line.size(), out.data(), cap, len);
+      };
+      ulong full = 0, len = 0;
+      ASSERT_EQ(run(line.size() * 3 + 16, full), 1);
+      ASSERT_EQ(run(full + rule.extra, len), 1) << "depth " << rule.depth << "\n" << AsCode("line", line);
+      ASSERT_EQ(len, full);
+      ASSERT_EQ(run(full + rule.extra - 1, len), 0) << "depth " << rule.depth << "\n" << AsCode("line", line);
+    }
+  }
+}
+
+TEST(ACompressRleCapacity, DecodersNeedExactlyTheDecodedLength) {
+  std::mt19937 rng(25);
+  for (int depth : {0, 4, 8, 24}) {
+    for (int iter = 0; iter < 300; ++iter) {
+      const size_t pixels = 2 + rng() % 500;
+      const Bytes line = depth ? LineFor(rng, depth, pixels, 1 + rng() % 50)
+                               : tqtest::MakeLine(rng, pixels, 255, 1 + rng() % 50);
+      Bytes s(line.size() * 3 + 16);
+      ulong sl = 0, ol = 0;
+      ASSERT_EQ(depth ? ACompress::Pack(line.data(), line.size(), depth, s.data(), s.size(), sl)
+                      : ACompress::Comp_RLE(line.data(), line.size(), s.data(), s.size(), sl),
+                1);
+      auto dec = [&](ulong cap) {
+        Bytes out(cap);  // exact size: the sanitizer sees any overrun
+        switch (depth) {
+          case 0: return ACompress::UnComp_RLE(s.data(), sl, out.data(), cap, ol);
+          case 4: return ACompress::UnComp_RLE4(s.data(), sl, out.data(), cap, ol);
+          case 8: return ACompress::UnComp_RLE8(s.data(), sl, out.data(), cap, ol);
+          default: return ACompress::UnComp_RLE24(s.data(), sl, out.data(), cap, ol);
+        }
+      };
+      ASSERT_EQ(dec(line.size()), 1);
+      ASSERT_EQ(ol, line.size());
+      ASSERT_EQ(dec(line.size() - 1), 0) << "depth " << depth;
+    }
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Locators and windowed decoding
+
+TEST(ACompressRleLocate, LocatorsAgreeWithALinearScan) {
+  std::mt19937 rng(26);
+  for (int depth : {1, 2, 4, 8, 24}) {
+    for (int iter = 0; iter < 400; ++iter) {
+      const size_t pixels = 2 + rng() % (iter % 5 ? 120 : 3000);
+      const Bytes line = LineFor(rng, depth, pixels, 1 + rng() % 60);
+      const Bytes s = Encode(depth, line);
+      const std::vector<Rec> recs = Records(depth, s);
+      for (int probe = 0; probe < 30; ++probe) {
+        const ulong p = probe == 0 ? 0 : probe == 1 ? pixels - 1 : rng() % pixels;
+        const Rec* want = nullptr;
+        for (const Rec& r : recs)
+          if (r.start <= p && p < r.start + r.count) { want = &r; break; }
+        ASSERT_TRUE(want);
+        ulong off = 0, a = 0, b = 0;
+        int ok;
+        switch (depth) {
+          case 1: ok = ACompress::GetLoc_RLE1(s.data(), s.size(), pixels, p, off, a); break;
+          case 2: ok = ACompress::GetLoc_RLE2(s.data(), s.size(), pixels, p, off, a); break;
+          case 4: ok = ACompress::GetLoc_RLE4(s.data(), s.size(), pixels, p, off, a); break;
+          case 8: ok = ACompress::GetLoc_RLE8(s.data(), s.size(), pixels, p, off, a, b); break;
+          default: ok = ACompress::GetLoc_RLE24(s.data(), s.size(), pixels, p, off, a); break;
+        }
+        ASSERT_EQ(ok, 1);
+        ASSERT_EQ(off, want->offset) << "depth " << depth << " pixel " << p << "\n" << AsCode("line", line);
+        if (depth == 4) {
+          ASSERT_EQ(a, want->start + want->count - p);
+        } else {
+          ASSERT_EQ(a, want->start);
+        }
+        if (depth == 8) {
+          ASSERT_EQ(b, want->count);
+        }
+      }
+      ulong off, a, b;
+      EXPECT_EQ(ACompress::GetLoc_RLE8(s.data(), s.size(), pixels, pixels, off, a, b), 0);
+    }
+  }
+}
+
+TEST(ACompressRleLocate, MalformedLengthsAndWalksOffTheStreamFail) {
+  const Bytes s8 = {3, 1, 4, 2};
+  ulong off = 0, a = 0, b = 0;
+  EXPECT_EQ(ACompress::GetLoc_RLE8(s8.data(), 3, 7, 1, off, a, b), 0);  // odd
+  EXPECT_EQ(ACompress::GetLoc_RLE8(s8.data(), 4, 20, 8, off, a, b), 0);  // forward walk runs off
+  ASSERT_EQ(ACompress::GetLoc_RLE8(s8.data(), 4, 7, 6, off, a, b), 1);
+  EXPECT_EQ(off, 2u);
+  EXPECT_EQ(a, 3u);
+  // Backward from a width larger than the stream: the start clamps at 0
+  // only when it would go below; here it falls short of pixel 0..1.
+  EXPECT_EQ(ACompress::GetLoc_RLE8(s8.data(), 4, 30, 16, off, a, b), 0);
+  const Bytes s24 = {2, 1, 2, 3, 1};
+  EXPECT_EQ(ACompress::GetLoc_RLE24(s24.data(), 5, 3, 1, off, a), 0);
+  // Single record: answered at once.
+  const Bytes one = {9, 7};
+  ASSERT_EQ(ACompress::GetLoc_RLE8(one.data(), 2, 9, 8, off, a, b), 1);
+  EXPECT_EQ(off, 0u);
+  EXPECT_EQ(a, 0u);
+  EXPECT_EQ(b, 9u);
+}
+
+TEST(ACompressRleWindow, SpansEqualSlicesOfWholeLineDecodes) {
+  std::mt19937 rng(27);
+  for (int depth : {1, 2, 4, 8, 24}) {
+    const int bpp = BytesPerPixel(depth);
+    for (int iter = 0; iter < 400; ++iter) {
+      const size_t pixels = 2 + rng() % (iter % 5 ? 150 : 4000);
+      const Bytes line = LineFor(rng, depth, pixels, 1 + rng() % 80);
+      const Bytes s = Encode(depth, line);
+      for (int w = 0; w < 20; ++w) {
+        const ulong start = rng() % pixels;
+        const ulong count = 1 + rng() % (w % 3 ? std::min<ulong>(pixels - start, 20) : pixels - start);
+        Bytes out(count * bpp);  // exact: overruns are caught
+        ASSERT_EQ(ACompress::UnPack(s.data(), s.size(), pixels, depth, start, count, out.data()), 1);
+        ASSERT_EQ(out, Bytes(line.begin() + start * bpp, line.begin() + (start + count) * bpp))
+            << "depth " << depth << " start " << start << " count " << count << "\n" << AsCode("line", line);
+      }
+      Bytes out(4);
+      EXPECT_EQ(ACompress::UnPack(s.data(), s.size(), pixels, depth, pixels, 1, out.data()), 0);
+      EXPECT_EQ(ACompress::UnPack(s.data(), s.size(), pixels, depth, 1, pixels, out.data()), 0);
+      EXPECT_EQ(ACompress::UnPack(s.data(), s.size(), pixels, depth, 0, 0, out.data()), 0);
+    }
+  }
+}
+
+TEST(ACompressRleWindow, EightBitSpanMustBeCoveredExactly) {
+  const Bytes s = {3, 1, 2, 2};  // 5 pixels
+  unsigned char out[8];
+  EXPECT_EQ(ACompress::UnPack(s.data(), 4, 5, 8, 1, 4, out), 1);
+  EXPECT_EQ(ACompress::UnPack(s.data(), 4, 8, 8, 1, 6, out), 0);  // the stream ends at 5
+  const Bytes s4 = {3, 0x12, 2};
+  EXPECT_EQ(ACompress::UnPack(s4.data(), 3, 8, 4, 1, 6, out), 0);
+}
+
+// ---------------------------------------------------------------------------
+// Runs of the 1- and 2-bit formats
+
+TEST(ACompressRleRuns, UnPackSegReadsForwardAndFromTheMiddle) {
+  // A run of 1,000,000 ones at depth 1 takes 4 digits.
+  unsigned char buf[24] = {};
+  ulong written = 3;
+  ASSERT_EQ(ACompress::Pack_Value(1, 1000000, 1, buf, written), 1);
+  ASSERT_EQ(written, 7u);
+  buf[7] = 0x80;  // a literal after it
+  unsigned char v = 9;
+  ulong len = 0;
+  EXPECT_EQ(ACompress::UnPackSeg1(buf, 3, 0, v, len, 1), 4u);
+  EXPECT_EQ(v, 1);
+  EXPECT_EQ(len, 1000000u);
+  EXPECT_EQ(ACompress::UnPackSeg1(buf, 6, 3, v, len, 0), 4u);
+  EXPECT_EQ(len, 1000000u);
+  EXPECT_EQ(ACompress::UnPackSeg1(buf, 6, 1, v, len, 0), 2u);  // stepped back only 1 byte
+  EXPECT_EQ(ACompress::UnPackSeg1(buf, 7, 3, v, len, 0), 0u);  // literal
+  // Depth 2: value 2, 5-bit digits.
+  unsigned char b2[16] = {};
+  written = 0;
+  ASSERT_EQ(ACompress::Pack_Value(2, 33, 2, b2, written), 1);
+  EXPECT_EQ(Bytes(b2, b2 + written), (Bytes{0x41, 0x41}));
+  b2[2] = 0x80;
+  EXPECT_EQ(ACompress::UnPackSeg2(b2, 1, 5, v, len, 0), 2u);
+  EXPECT_EQ(v, 2);
+  EXPECT_EQ(len, 33u);
+}
+
+TEST(ACompressRleRuns, PackValueDigitLimits) {
+  unsigned char buf[16];
+  ulong w = 0;
+  EXPECT_EQ(ACompress::Pack_Value(1, 0, 1, buf, w), 1);
+  EXPECT_EQ(w, 0u);
+  EXPECT_EQ(ACompress::Pack_Value(1, 5, 4, buf, w), 0);
+  if (sizeof(ulong) == 8) {
+    w = 0;
+    EXPECT_EQ(ACompress::Pack_Value(0, (1ul << 60) - 1, 1, buf, w), 1);
+    EXPECT_EQ(w, 10u);
+    EXPECT_EQ(ACompress::Pack_Value(0, 1ul << 60, 1, buf, w), 0);
+    w = 0;
+    EXPECT_EQ(ACompress::Pack_Value(3, (1ul << 55) - 1, 2, buf, w), 1);
+    EXPECT_EQ(w, 11u);
+    EXPECT_EQ(ACompress::Pack_Value(3, 1ul << 55, 2, buf, w), 0);
+  }
+}
+
+TEST(ACompressRleRuns, OverlongRunFillsTheRestAndShortStreamsStillSucceed) {
+  // Run of 100 zeros for a 10-pixel request.
+  const Bytes s = {0x24, 0x01, 0x00};
+  Bytes out(10, 0xEE);
+  ASSERT_EQ(ACompress::UnPack1(s.data(), s.size(), 10, out.data()), 1);
+  EXPECT_EQ(out, Bytes(10, 0));
+  // Digits that never end: saturate, fill, succeed.
+  Bytes endless(100, 0x7F);
+  endless.push_back(0);
+  Bytes o2(50, 0);
+  ASSERT_EQ(ACompress::UnPack1(endless.data(), endless.size(), 50, o2.data()), 1);
+  EXPECT_EQ(o2, Bytes(50, 1));
+  // A stream that ends short: assertion, result 1.
+  tqtest::HookCapture hooks;
+  const Bytes shortS = {0x08, 0x00};
+  Bytes o3(20);
+  EXPECT_EQ(ACompress::UnPack1(shortS.data(), shortS.size(), 20, o3.data()), 1);
+  EXPECT_EQ(hooks.Assertions(), 1);
+}
+
+// ---------------------------------------------------------------------------
+// Hostile streams
+
+TEST(ACompressRleHostile, RandomBytesNeverLeaveTheBuffers) {
+  std::mt19937 rng(28);
+  tqtest::HookCapture hooks;  // short streams assert; keep the trace quiet
+  for (int iter = 0; iter < 20000; ++iter) {
+    const size_t n = rng() % 40;
+    const Bytes s = tqtest::RandomBytes(rng, n);
+    const ulong width = 1 + rng() % 300;
+    const ulong cap = rng() % 400;
+    Bytes out(cap ? cap : 1);
+    Bytes px(width * 3);
+    ulong len;
+    Bytes copy(s);  // exact-size storage
+    ACompress::UnComp_RLE(copy.data(), n, out.data(), cap, len);
+    ACompress::UnComp_RLE4(copy.data(), n, out.data(), cap, len);
+    ACompress::UnComp_RLE8(copy.data(), n, out.data(), cap, len);
+    ACompress::UnComp_RLE24(copy.data(), n, out.data(), cap, len);
+    for (int depth : {1, 2, 4, 8, 24}) {
+      ACompress::UnPack(copy.data(), n, width, depth, px.data());
+      const ulong start = rng() % width, count = 1 + rng() % (width - start);
+      Bytes win(count * 3);
+      ACompress::UnPack(copy.data(), n, width, depth, start, count, win.data());
+    }
+    ulong off, a, b;
+    ACompress::GetLoc_RLE1(copy.data(), n, width, rng() % width, off, a);
+    ACompress::GetLoc_RLE2(copy.data(), n, width, rng() % width, off, a);
+    ACompress::GetLoc_RLE4(copy.data(), n, width, rng() % width, off, a);
+    ACompress::GetLoc_RLE8(copy.data(), n, width, rng() % width, off, a, b);
+    ACompress::GetLoc_RLE24(copy.data(), n, width, rng() % width, off, a);
+    const unsigned char colour[3] = {0, 1, 2};
+    ACompress::CalcMono(1, 12, (int)width, 1, copy.data(), n, colour);
+    ACompress::CalcMono(8, 12, (int)width, 1, copy.data(), n, colour);
+    ACompress::CalcMono(24, 12, (int)width, 1, copy.data(), n, colour);
+    ACompress::CalcMono(1, 0, (int)width, 2, copy.data(), n, colour);
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Blank lines and colour counts
+
+TEST(ACompressRleSpace, BlankLinesOfEveryDepth) {
+  unsigned char out[64];
+  const unsigned char c8 = 0x33;
+  ASSERT_EQ(ACompress::InitSpaceBits(out, 510, 8, &c8, 1), 4u);
+  EXPECT_EQ(Bytes(out, out + 4), (Bytes{0xFF, 0x33, 0xFF, 0x33}));
+  ASSERT_EQ(ACompress::InitSpaceBits(out, 300, 8, &c8, 1), 4u);
+  EXPECT_EQ(Bytes(out, out + 4), (Bytes{0xFF, 0x33, 45, 0x33}));
+  const unsigned char rgb[3] = {1, 2, 3};
+  ASSERT_EQ(ACompress::InitSpaceBits(out, 256, 24, rgb, 1), 8u);
+  EXPECT_EQ(Bytes(out, out + 8), (Bytes{0xFF, 1, 2, 3, 1, 1, 2, 3}));
+  const unsigned char c4 = 0x5;
+  ASSERT_EQ(ACompress::InitSpaceBits(out, 600, 4, &c4, 1), 5u);  // N = 3
+  EXPECT_EQ(Bytes(out, out + 5), (Bytes{0xFF, 0x55, 0xFF, 90, 0x55}));
+  ASSERT_EQ(ACompress::InitSpaceBits(out, 400, 4, &c4, 1), 3u);  // N = 2
+  EXPECT_EQ(Bytes(out, out + 3), (Bytes{0xFF, 0x55, 145}));
+  ASSERT_EQ(ACompress::InitSpaceBits(out, 510, 4, &c4, 1), 3u);  // count of the last run: 0
+  EXPECT_EQ(Bytes(out, out + 3), (Bytes{0xFF, 0x55, 0x00}));
+  const unsigned char one = 1;
+  ASSERT_EQ(ACompress::InitSpaceBits(out, 100, 1, &one, 1), 3u);
+  EXPECT_EQ(Bytes(out, out + 3), (Bytes{0x40 | 36, 0x41, 0x00}));
+  // Blank lines decode to the colour (4-bit multiples of 255 excepted).
+  std::mt19937 rng(29);
+  for (int depth : {1, 2, 4, 8, 24}) {
+    for (int iter = 0; iter < 200; ++iter) {
+      const int width = 1 + rng() % 3000;
+      if (depth == 4 && width % 255 == 0) continue;
+      const unsigned char col[3] = {(unsigned char)(rng() % (MaxValue(depth) + 1)), 7, 9};
+      Bytes s(4 * (width / 255 + 2) + 16);
+      const ulong len = ACompress::InitSpaceBits(s.data(), width, (unsigned short)depth, col, 1);
+      ASSERT_GT(len, 0u);
+      s.resize(len);
+      Bytes want;
+      for (int i = 0; i < width; ++i) want.insert(want.end(), col, col + BytesPerPixel(depth));
+      ASSERT_EQ(Decode(depth, s, width), want) << "depth " << depth << " width " << width;
+      Bytes raw(width * 3);
+      ASSERT_EQ(ACompress::InitSpaceBits(raw.data(), width, (unsigned short)depth, col, 0),
+                (ulong)width * BytesPerPixel(depth));
+      raw.resize(want.size());
+      ASSERT_EQ(raw, want);
+    }
+  }
+  EXPECT_EQ(ACompress::InitSpaceBits(out, 10, 3, &c8, 1), 0u);
+  tqtest::HookCapture hooks;
+  EXPECT_EQ(ACompress::InitSpaceBits(out, 0, 8, &c8, 1), 0u);
+}
+
+TEST(ACompressRleMono, CountsAgreeWithCountingDecodedPixels) {
+  std::mt19937 rng(30);
+  for (int iter = 0; iter < 400; ++iter) {
+    const int width = 1 + rng() % 200, height = 1 + rng() % 4;
+    const size_t total = (size_t)width * height;
+    // 8 bits: run-length and plain.
+    const Bytes img8 = tqtest::MakeLine(rng, total, 3, 1 + rng() % 20);
+    const unsigned char c8 = (unsigned char)(rng() % 4);
+    const ulong want8 = std::count(img8.begin(), img8.end(), c8);
+    if (total >= 2) {
+      const Bytes s8 = Encode(8, img8);
+      EXPECT_EQ(ACompress::CalcMono(8, 12, width, height, s8.data(), s8.size(), &c8), want8);
+    }
+    EXPECT_EQ(ACompress::CalcMono(8, 0, width, height, img8.data(), img8.size(), &c8), want8);
+    // 24 bits.
+    const Bytes img24 = tqtest::MakeLine24(rng, total, 1 + rng() % 20);
+    const unsigned char* c24 = &img24[3 * (rng() % total)];
+    ulong want24 = 0;
+    for (size_t i = 0; i < total; ++i) want24 += std::memcmp(&img24[3 * i], c24, 3) == 0;
+    const Bytes s24 = Encode(24, img24);
+    EXPECT_EQ(ACompress::CalcMono(24, 12, width, height, s24.data(), s24.size(), c24), want24);
+    EXPECT_EQ(ACompress::CalcMono(24, 0, width, height, img24.data(), img24.size(), c24), want24);
+    // 1 bit: one stream for the whole image, and packed rows.
+    const Bytes img1 = tqtest::MakeLine(rng, total, 1, 1 + rng() % 30);
+    for (unsigned char c1 : {0, 1}) {
+      const ulong want1 = std::count(img1.begin(), img1.end(), c1);
+      const Bytes s1 = Encode(1, img1);
+      EXPECT_EQ(ACompress::CalcMono(1, 12, width, height, s1.data(), s1.size(), &c1), want1)
+          << AsCode("img", img1);
+      const size_t stride = (width + 7) / 8;
+      Bytes packed(stride * height, 0xFF);  // padding bits set: never counted
+      for (int y = 0; y < height; ++y)
+        ASSERT_EQ(ACompress::ShrinkBit1(&img1[(size_t)y * width], 0, width, &packed[y * stride]), 1);
+      EXPECT_EQ(ACompress::CalcMono(1, 0, width, height, packed.data(), packed.size(), &c1), want1);
+    }
+  }
+  const unsigned char c = 0;
+  const Bytes any = {1, 2, 3};
+  EXPECT_EQ(ACompress::CalcMono(2, 12, 3, 1, any.data(), 3, &c), 0u);
+  EXPECT_EQ(ACompress::CalcMono(4, 0, 3, 1, any.data(), 3, &c), 0u);
+}
+
+// ---------------------------------------------------------------------------
+// Rectangles
+
+namespace {
+
+struct Image {
+  int depth, width, height;
+  std::vector<Bytes> lines;  // expanded
+  Bytes data;                // the streams, one after another
+  std::vector<ulong> offs, lens;
+};
+
+Image MakeImage(std::mt19937& rng, int depth, int width, int height) {
+  Image im{depth, width, height, {}, {}, {}, {}};
+  for (int y = 0; y < height; ++y) {
+    im.lines.push_back(LineFor(rng, depth, width, 1 + rng() % 40));
+    const Bytes s = Encode(depth, im.lines.back());
+    im.offs.push_back(im.data.size());
+    im.lens.push_back(s.size());
+    im.data.insert(im.data.end(), s.begin(), s.end());
+  }
+  return im;
+}
+
+}  // namespace
+
+TEST(ACompressRleRect, RectanglesMatchTheImageWithAndWithoutTables) {
+  std::mt19937 rng(31);
+  for (int depth : {1, 8, 24}) {
+    const int bpp = BytesPerPixel(depth);
+    for (int iter = 0; iter < 60; ++iter) {
+      const int w = 2 + rng() % 300, h = 1 + rng() % 12;
+      const Image im = MakeImage(rng, depth, w, h);
+      const SIZE img = {w, h};
+      for (int k = 0; k < 10; ++k) {
+        const POINT org = {(LONG)(rng() % w), (LONG)(rng() % h)};
+        const SIZE sz = {(LONG)(1 + rng() % (w - org.x)), (LONG)(1 + rng() % (h - org.y))};
+        const int stride = sz.cx * bpp + (int)(rng() % 5);
+        for (bool tables : {false, true}) {
+          Bytes dst((size_t)stride * sz.cy, 0xEE);
+          ASSERT_EQ(ACompress::UnPack(&img, depth, im.data.data(), im.data.size(), dst.data(), stride,
+                                      &org, &sz, tables ? im.offs.data() : nullptr,
+                                      tables ? im.lens.data() : nullptr),
+                    1)
+              << "depth " << depth;
+          for (int r = 0; r < sz.cy; ++r) {
+            const Bytes& line = im.lines[org.y + r];
+            ASSERT_EQ(Bytes(dst.begin() + (size_t)r * stride, dst.begin() + (size_t)r * stride + sz.cx * bpp),
+                      Bytes(line.begin() + org.x * bpp, line.begin() + (org.x + sz.cx) * bpp));
+            for (int x = sz.cx * bpp; x < stride; ++x) ASSERT_EQ(dst[(size_t)r * stride + x], 0xEE);
+          }
+        }
+      }
+      // Without an origin: the top-left rectangle.
+      const SIZE sz = {w, h};
+      Bytes all((size_t)w * h * bpp);
+      ASSERT_EQ(ACompress::UnPack(&img, depth, im.data.data(), im.data.size(), all.data(), w * bpp,
+                                  nullptr, &sz, nullptr, nullptr),
+                1);
+      for (int y = 0; y < h; ++y)
+        ASSERT_EQ(Bytes(all.begin() + (size_t)y * w * bpp, all.begin() + (size_t)(y + 1) * w * bpp), im.lines[y]);
+    }
+  }
+}
+
+TEST(ACompressRleRect, ArgumentChecks) {
+  std::mt19937 rng(32);
+  const Image im = MakeImage(rng, 8, 20, 4);
+  const SIZE img = {20, 4};
+  Bytes dst(20 * 8);
+  const POINT org = {5, 1};
+  const SIZE sz = {10, 3};
+  const unsigned char* d = im.data.data();
+  const ulong n = im.data.size();
+  EXPECT_EQ(ACompress::UnPack(&img, 8, d, n, dst.data(), 20, &org, &sz, nullptr, nullptr), 1);
+  EXPECT_EQ(ACompress::UnPack(&img, 8, d, n, dst.data(), 0, &org, &sz, nullptr, nullptr), 0);
+  EXPECT_EQ(ACompress::UnPack(&img, 8, d, n, dst.data(), 9, &org, &sz, nullptr, nullptr), 0);
+  EXPECT_EQ(ACompress::UnPack(&img, 8, d, n, dst.data(), 20, &org, &sz, im.offs.data(), nullptr), 0);
+  EXPECT_EQ(ACompress::UnPack(&img, 4, d, n, dst.data(), 20, &org, &sz, nullptr, nullptr), 0);
+  EXPECT_EQ(ACompress::UnPack(&img, 8, nullptr, n, dst.data(), 20, &org, &sz, nullptr, nullptr), 0);
+  const POINT neg = {-1, 0};
+  EXPECT_EQ(ACompress::UnPack(&img, 8, d, n, dst.data(), 20, &neg, &sz, nullptr, nullptr), 0);
+  const POINT far = {15, 0};  // 15 + 10 > 20 without tables
+  EXPECT_EQ(ACompress::UnPack(&img, 8, d, n, dst.data(), 20, &far, &sz, nullptr, nullptr), 0);
+  // With tables the part outside the image is left untouched.
+  std::fill(dst.begin(), dst.end(), 0xEE);
+  ASSERT_EQ(ACompress::UnPack(&img, 8, d, n, dst.data(), 20, &far, &sz, im.offs.data(), im.lens.data()), 1);
+  EXPECT_EQ(Bytes(dst.begin(), dst.begin() + 5), Bytes(im.lines[0].begin() + 15, im.lines[0].end()));
+  EXPECT_EQ(dst[5], 0xEE);
+  const SIZE tooBig = {21, 1};
+  EXPECT_EQ(ACompress::UnPack(&img, 8, d, n, dst.data(), 40, nullptr, &tooBig, nullptr, nullptr), 0);
+  const SIZE empty = {0, 1};
+  EXPECT_EQ(ACompress::UnPack(&img, 8, d, n, dst.data(), 40, nullptr, &empty, nullptr, nullptr), 0);
+  // Truncated data without tables, and a table entry past the data.
+  EXPECT_EQ(ACompress::UnPack(&img, 8, d, n - 3, dst.data(), 20, &org, &sz, nullptr, nullptr), 0);
+  std::vector<ulong> badOffs = im.offs;
+  badOffs[2] = n;
+  EXPECT_EQ(ACompress::UnPack(&img, 8, d, n, dst.data(), 20, &org, &sz, badOffs.data(), im.lens.data()), 0);
+}
+
+TEST(ACompressRleRect, FlagBitmapsWriteOnlyFlaggedPixels) {
+  std::mt19937 rng(33);
+  for (int depth : {1, 8}) {
+    for (int iter = 0; iter < 80; ++iter) {
+      const int w = 2 + rng() % 200, h = 1 + rng() % 8;
+      const Image im = MakeImage(rng, depth, w, h);
+      const SIZE img = {w, h};
+      const POINT org = {(LONG)(rng() % w), (LONG)(rng() % h)};
+      const SIZE sz = {(LONG)(1 + rng() % (w - org.x)), (LONG)(1 + rng() % (h - org.y))};
+      const int fstride = (sz.cx + 7) / 8 + (int)(rng() % 3);
+      const Bytes flags = tqtest::RandomBytes(rng, (size_t)fstride * sz.cy);
+      for (bool tables : {false, true}) {
+        Bytes dst((size_t)sz.cx * sz.cy, 0xEE);
+        ASSERT_EQ(ACompress::UnPackFlagBits(&img, depth, im.data.data(), im.data.size(), dst.data(), sz.cx,
+                                            &org, &sz, tables ? im.offs.data() : nullptr,
+                                            tables ? im.lens.data() : nullptr, flags.data(), fstride),
+                  1);
+        for (int r = 0; r < sz.cy; ++r)
+          for (int x = 0; x < sz.cx; ++x) {
+            const bool set = flags[(size_t)r * fstride + x / 8] & (0x80 >> (x % 8));
+            ASSERT_EQ(dst[(size_t)r * sz.cx + x], set ? im.lines[org.y + r][org.x + x] : 0xEE)
+                << "depth " << depth << " row " << r << " x " << x;
+          }
+      }
+      Bytes dst(4);
+      EXPECT_EQ(ACompress::UnPackFlagBits(&img, depth, im.data.data(), im.data.size(), dst.data(), sz.cx,
+                                          &org, &sz, nullptr, nullptr, nullptr, fstride),
+                0);
+    }
+  }
+  const SIZE img = {4, 1};
+  const SIZE sz = {4, 1};
+  unsigned char d[4], f[1] = {0xFF};
+  const unsigned char s24[] = {4, 1, 2, 3};
+  EXPECT_EQ(ACompress::UnPackFlagBits(&img, 24, s24, 4, d, 12, nullptr, &sz, nullptr, nullptr, f, 1), 0);
+}
+
+TEST(ACompressRleMemory, DecodersAllocateNothing) {
+  std::mt19937 rng(34);
+  const Bytes line = LineFor(rng, 8, 5000, 20);
+  const Bytes s = Encode(8, line);
+  tqtest::MemoryCounts before;
+  Bytes out(5000);
+  ulong len;
+  ASSERT_EQ(ACompress::UnComp_RLE8(s.data(), s.size(), out.data(), out.size(), len), 1);
+  ASSERT_EQ(ACompress::UnPack(s.data(), s.size(), 5000, 8, 100, 4000, out.data()), 1);
+  EXPECT_TRUE(tqtest::MemoryCounts() == before);
+}

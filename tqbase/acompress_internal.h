@@ -1,0 +1,90 @@
+// acompress_internal.h - pieces of the codecs shared between their source
+// files, and the plain reference implementations that the fast paths are
+// checked against (exported for the test suites and fuzz targets only; not
+// part of the public interface).
+#ifndef TQBASE_ACOMPRESS_INTERNAL_H
+#define TQBASE_ACOMPRESS_INTERNAL_H
+
+#include "tqbase/acompress.h"
+#include "tqbase/checked.h"
+#include "tqbase/errorinfo.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#if defined(__SSE2__) || defined(_M_X64) || (defined(_M_IX86_FP) && _M_IX86_FP >= 2)
+#define TQBASE_CODEC_SSE2 1
+#endif
+
+namespace tqbase {
+namespace codec {
+
+// Reference forms: byte at a time, straight from the format descriptions.
+TQBASE_API int ExpandBit1Table(const unsigned char* src, unsigned long start,
+                               unsigned long count, unsigned char* dst);
+TQBASE_API int ShrinkBit1Plain(const unsigned char* src, unsigned long start,
+                               unsigned long count, unsigned char* dst);
+TQBASE_API int UnComp_RLE8Plain(const unsigned char* src, unsigned long srcLen,
+                                unsigned char* dst, unsigned long dstCap,
+                                unsigned long& dstLen);
+TQBASE_API int Comp_RLE8Plain(const unsigned char* src, unsigned long srcLen,
+                              unsigned char* dst, unsigned long dstCap, unsigned long& dstLen);
+TQBASE_API int Comp_RLEPlain(const unsigned char* src, unsigned long srcLen,
+                             unsigned char* dst, unsigned long dstCap, unsigned long& dstLen);
+TQBASE_API int Pack1Plain(const unsigned char* src, unsigned long srcLen, unsigned char* dst,
+                          unsigned long dstCap, unsigned long& dstLen);
+TQBASE_API int UnPack1Plain(const unsigned char* src, unsigned long srcLen,
+                            unsigned long pixels, unsigned char* dst);
+// The encoder with its node store and sibling lists (IsStrInList), as the
+// format was first built; the production encoder uses a hash.
+TQBASE_API int Pack_LZWNodes(const unsigned char* src, unsigned long srcLen,
+                             unsigned short* codes, unsigned long codeCap,
+                             unsigned long& codeCount);
+
+// Records a failure text and returns 0, so that "fail and return" is one
+// statement in the codecs.
+int Fail(const char* format, ...)
+#if defined(__GNUC__)
+    __attribute__((format(printf, 1, 2)))
+#endif
+    ;
+
+// Run bytes of the 1- and 2-bit formats.
+struct RunFormat {
+  unsigned keyShift;    // top bits that name a run and its value: 6 or 5
+  unsigned digitBits;   // 6 or 5
+  unsigned digitMask;   // 0x3F or 0x1F
+  unsigned litPixels;   // pixels in a literal byte: 7 or 3
+  unsigned maxDigits;   // digits a run can have: 10 or 11
+};
+constexpr RunFormat kRun1 = {6, 6, 0x3F, 7, 10};
+constexpr RunFormat kRun2 = {5, 5, 0x1F, 3, 11};
+
+// Reads the run whose first byte is src[pos] (a run byte), not looking at
+// src[end] or beyond and at most maxBytes bytes. Returns the bytes taken;
+// the length saturates at ~0 when its digits overflow.
+inline unsigned long ReadRun(const RunFormat& f, const unsigned char* src, unsigned long pos,
+                             unsigned long end, unsigned long maxBytes, unsigned long& length) {
+  const unsigned key = src[pos] >> f.keyShift;
+  unsigned long len = 0, n = 0;
+  unsigned shift = 0;
+  while (pos + n < end && n < maxBytes && (unsigned)(src[pos + n] >> f.keyShift) == key) {
+    unsigned long d = src[pos + n] & f.digitMask;
+    if (d) {
+      if (shift + f.digitBits <= (unsigned)(8 * sizeof(unsigned long) - 1) && len != ~0ul)
+        len += d << shift;
+      else
+        len = ~0ul;
+    }
+    shift += f.digitBits;
+    ++n;
+  }
+  length = len;
+  return n;
+}
+
+}  // namespace codec
+}  // namespace tqbase
+
+#endif  // TQBASE_ACOMPRESS_INTERNAL_H
