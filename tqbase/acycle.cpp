@@ -79,8 +79,6 @@ inline void Fold64(i64& x, i64& y, const CYCLEINFO& ci) {
 // The tile count n(L, P) = L / P + (L % P < 2 ? 1 : 2); P != 0.
 inline i64 TileCount(i64 length, i64 period) { return length / period + ((length % period) < 2 ? 1 : 2); }
 
-inline bool FitsInt(i64 v) { return v >= INT_MIN && v <= INT_MAX; }
-
 // A 64-bit half-open rectangle for the walks.
 struct Rect64 {
   i64 left, top, right, bottom;
