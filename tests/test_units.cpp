@@ -1,0 +1,577 @@
+// test_units.cpp - units and resolutions: the conversions against an
+// independent model on seeded random inputs, the boundaries of the
+// resolution range, the number and unit texts, string tables, CUnitTrans
+// and the zoom ladder.
+#include <gtest/gtest.h>
+
+#include <tqbase/tqbase.h>
+
+#include "test_support.h"
+
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <random>
+#include <string>
+
+namespace {
+
+// Keeps g_Flags as it was around each test that changes the defaults.
+class UnitsTest : public ::testing::Test {
+protected:
+  void SetUp() override { m_saved = g_Flags; }
+  void TearDown() override { g_Flags = m_saved; }
+  AGFLAGS m_saved;
+};
+
+// The model: physical factors written out once, independently of the
+// library's switch statements. Index = unit; 0 and unknown units are
+// resolved by the caller.
+double ModelMMPerSizeUnit(int unit) {  // millimetres in one unit (not pixels)
+  switch (unit) {
+    case 2: return 0.01;
+    case 3: return 1.0;
+    case 4: return 10.0;
+    case 5: return 1000.0;
+    case 6: return 25.4;
+    default: return 0;  // pixels
+  }
+}
+double ModelDpmmPerResUnit(int unit) {  // dots per mm for one dot per unit-length
+  switch (unit) {
+    case 2: return 100.0;
+    case 3: return 1.0;
+    case 4: return 0.1;
+    case 5: return 0.001;
+    default: return 1 / 25.4;  // dots per inch
+  }
+}
+
+bool Close(double a, double b, double rel = 1e-12) {
+  return std::fabs(a - b) <= rel * std::fmax(1.0, std::fmax(std::fabs(a), std::fabs(b)));
+}
+
+TEST_F(UnitsTest, DocumentedExamples) {
+  EXPECT_DOUBLE_EQ(ToDPI(1, 3), 25.4);
+  EXPECT_DOUBLE_EQ(ToDPMM(254, 1), 10.0);
+  EXPECT_EQ(ConvertRes(10, 3, 1, TRUE), 254.0);
+  EXPECT_DOUBLE_EQ(ToPIXEL(1, 300, 1, 6), 300.0);
+  EXPECT_DOUBLE_EQ(ToPIXEL(25.4, 300, 1, 3), 300.0);
+  EXPECT_TRUE(EqualDPI(300, 300.9));
+  EXPECT_FALSE(EqualDPI(300, 301));
+  EXPECT_TRUE(EqualNDPI(300.4, 299.6));
+  EXPECT_TRUE(IsValidRes(20000, 1));
+  EXPECT_FALSE(IsValidRes(20000.5, 1));
+  EXPECT_EQ(RightRes(0.5, 1), 1.0);
+  EXPECT_EQ(AnxFloatToInt(-2.5, TRUE), -3);
+  EXPECT_EQ(AnxFloatToInt(2.9999999999, FALSE), 3);
+  EXPECT_EQ(AnxFloatToDWORD(-1, TRUE), 0u);
+}
+
+TEST_F(UnitsTest, PixelFallbackResolution) {
+  // No resolution and no default resolution: 600 dots per millimetre.
+  g_Flags.dDefRes = 0;
+  EXPECT_DOUBLE_EQ(ToMM(100, 0, 1, 1), 100.0 / 600.0);
+  EXPECT_DOUBLE_EQ(ToPIXEL(1, -5, 1, 3), 600.0);
+  // A default resolution is used in the default unit, not the given one.
+  g_Flags.ResUnit = RESUNIT_DPI;
+  g_Flags.dDefRes = 254;
+  EXPECT_DOUBLE_EQ(ToMM(100, 0, 3, 1), 10.0);
+  EXPECT_DOUBLE_EQ(ToINCH(254, 0, 3, 1), 1.0);
+  // The system's own inch divisors for 0.01 mm, cm and m.
+  EXPECT_DOUBLE_EQ(ToINCH(0.254, 0, 3, 2), 1.0);
+  EXPECT_DOUBLE_EQ(ToINCH(254, 0, 3, 4), 1.0);
+  EXPECT_DOUBLE_EQ(ToINCH(25400, 0, 3, 5), 1.0);
+  EXPECT_EQ(ToNPIXEL(1, 0, 5, 6), 254);
+}
+
+TEST_F(UnitsTest, DefaultUnitsComeFromTheFlags) {
+  g_Flags.ResUnit = RESUNIT_DPMM;
+  g_Flags.SizeUnit = SIZEUNIT_CM;
+  EXPECT_DOUBLE_EQ(ToDPI(10, 0), 254.0);
+  EXPECT_DOUBLE_EQ(ToMM(2, 10, 0, 0), 20.0);
+  EXPECT_DOUBLE_EQ(ConvertSize(1, 0, 3, 10), 10.0);
+  CString name;
+  ResUnitString(name, 0);
+  EXPECT_STREQ(name, "DPMM");
+  SizeUnitString(name, 0);
+  EXPECT_STREQ(name, "厘米");
+}
+
+TEST_F(UnitsTest, MisuseFiresAssertions) {
+  tqtest::HookCapture hooks;
+  EXPECT_DOUBLE_EQ(ToDPI(0, 3), 0.0);  // computes on after the assertion
+  EXPECT_EQ(hooks.Assertions(), 1);
+  ConvertSize(1, 3, 3, 0, 1);
+  EXPECT_EQ(hooks.Assertions(), 2);
+  g_Flags.ResUnit = (AResUnit)0;
+  EqualDPI(1, 2);
+  EXPECT_EQ(hooks.Assertions(), 3);
+  g_Flags.ResUnit = RESUNIT_DPI;
+  hooks.Clear();
+  // Comparing equal resolutions is no misuse.
+  EXPECT_TRUE(EqualRes(5, 5, 3, FALSE));
+  EXPECT_EQ(hooks.Assertions(), 0);
+}
+
+TEST_F(UnitsTest, UnknownUnitsTakeTheDefaultRow) {
+  for (int unit : {7, 9, 100, -1}) {
+    EXPECT_DOUBLE_EQ(ToDPI(2, unit), 2 * 25.4) << unit;   // treated as dots per millimetre
+    EXPECT_DOUBLE_EQ(ToDPMM(254, unit), 10.0) << unit;   // treated as dots per inch
+    EXPECT_DOUBLE_EQ(ToMM(100, 10, 3, unit), 10.0) << unit;  // pixels
+    EXPECT_DOUBLE_EQ(ConvertSize(100, 3, unit, 10, 3), 1000.0) << unit;  // to pixels
+    EXPECT_DOUBLE_EQ(DefResPrecision(unit), (double)TQ_MIN_DPMM) << unit;
+    char buf[16] = "junk";
+    EXPECT_EQ(ResUnitString(buf, sizeof buf, unit), 0);
+    EXPECT_STREQ(buf, "");
+    EXPECT_EQ(SizeUnitString(buf, sizeof buf, unit), 0);
+  }
+}
+
+// Every conversion against the model, on seeded random values, units and
+// resolutions (resolutions kept whole in dots per inch where pixels meet
+// inches, since that path rounds the resolution by design).
+TEST_F(UnitsTest, ConversionsAgreeWithModel) {
+  std::mt19937 rng(20120508);
+  std::uniform_real_distribution<double> val(-1e5, 1e5);
+  std::uniform_real_distribution<double> resv(0.5, 5000);
+  for (int iter = 0; iter < 20000; ++iter) {
+    int ru = 1 + (int)(rng() % 5), su = 1 + (int)(rng() % 6), tu = 1 + (int)(rng() % 6);
+    double v = val(rng), res = resv(rng);
+    if (ru == 1) res = std::floor(res) + 1;
+    double dpmm = res * ModelDpmmPerResUnit(ru);
+    double mm = su == 1 ? v / dpmm : v * ModelMMPerSizeUnit(su);
+    double expectMM = mm;
+    double dpi = dpmm * 25.4, wholeDpi = std::floor(dpi + 0.5);
+    // Inches from 0.01 mm, cm and m use the system's own divisors.
+    double expectInch = su == 1   ? v / (wholeDpi != 0 ? wholeDpi : dpi)
+                        : su == 2 ? v / 0.254
+                        : su == 4 ? v / 254.0
+                        : su == 5 ? v / 25400.0
+                                  : mm / 25.4;
+    double expectPx = mm * dpmm;
+    double expectTarget = tu == 1 ? expectPx : (tu == 6 ? expectInch : mm / ModelMMPerSizeUnit(tu));
+    double gotMM = ToMM(v, res, ru, su), gotInch = ToINCH(v, res, ru, su), gotPx = ToPIXEL(v, res, ru, su);
+    double gotTarget = ConvertSize(v, su, tu, res, ru, FALSE);
+    bool ok = Close(gotMM, expectMM) && Close(gotPx, expectPx) && Close(gotTarget, expectTarget) &&
+              Close(gotInch, expectInch);
+    ASSERT_TRUE(ok) << "repro: ToMM(" << std::hexfloat << v << ", " << res << ", " << ru << ", " << su
+                    << ") / ToINCH / ToPIXEL / ConvertSize(v, " << su << ", " << tu << ", res, " << ru
+                    << ")  got " << std::defaultfloat << gotMM << " " << gotInch << " " << gotPx << " "
+                    << gotTarget << "  expected " << expectMM << " " << expectInch << " " << expectPx << " "
+                    << expectTarget;
+  }
+}
+
+TEST_F(UnitsTest, RoundTrips) {
+  std::mt19937 rng(1205);
+  std::uniform_real_distribution<double> val(0.001, 1e6);
+  for (int iter = 0; iter < 20000; ++iter) {
+    int a = 1 + (int)(rng() % 5), b = 1 + (int)(rng() % 5);
+    double v = val(rng);
+    double there = ConvertRes(v, a, b, FALSE), back = ConvertRes(there, b, a, FALSE);
+    ASSERT_TRUE(Close(back, v)) << "repro: ConvertRes(ConvertRes(" << std::hexfloat << v << ", " << a << ", "
+                                << b << ", FALSE), " << b << ", " << a << ", FALSE)";
+    int su = 1 + (int)(rng() % 6), tu = 1 + (int)(rng() % 6);
+    // Inches reached from 0.01 mm, cm or m use other divisors than the way
+    // back, so those pairs do not round-trip by design.
+    if ((tu == 6 && (su == 2 || su == 4 || su == 5)) || (su == 6 && (tu == 2 || tu == 4 || tu == 5))) continue;
+    double res = std::floor(val(rng) / 100) + 1;  // whole dots per inch
+    double s1 = ConvertSize(v, su, tu, res, 1, FALSE), s2 = ConvertSize(s1, tu, su, res, 1, FALSE);
+    ASSERT_TRUE(Close(s2, v)) << "repro: ConvertSize(ConvertSize(" << std::hexfloat << v << ", " << su << ", "
+                              << tu << ", " << res << ", 1, FALSE), " << tu << ", " << su << ", res, 1, FALSE)";
+  }
+  // Whole-number forms round.
+  EXPECT_EQ(ConvertSize(10, 3, 1, 300, 1, TRUE), 118.0);
+  EXPECT_EQ(ToNDPI(11.8, 3), 300);
+  EXPECT_EQ(ConvertRes(11.8, 3, 1, FALSE), 11.8 * 25.4);
+}
+
+TEST_F(UnitsTest, ResolutionRangeBoundaries) {
+  const double lo = (double)TQ_MIN_DPMM, hi = (double)TQ_MAX_DPMM;
+  EXPECT_TRUE(IsValidRes(1, 1));
+  EXPECT_FALSE(IsValidRes(std::nextafter(1.0, 0.0), 1));
+  EXPECT_FALSE(IsValidRes(0, 3));
+  EXPECT_FALSE(IsValidRes(-1, 1));
+  EXPECT_FALSE(IsValidRes(NAN, 3));
+  EXPECT_TRUE(IsValidRes(lo, 3));
+  EXPECT_TRUE(IsValidRes(hi, 3));
+  EXPECT_FALSE(IsValidRes(std::nextafter(lo, 0.0), 3));
+  EXPECT_FALSE(IsValidRes(std::nextafter(hi, 1e9), 3));
+  EXPECT_TRUE(IsValidRes(1.0, 3));
+  EXPECT_TRUE(IsValidRes(7.87, 2));   // 787 dots per millimetre
+  EXPECT_FALSE(IsValidRes(7.88, 2));
+  EXPECT_EQ(RightRes(25000, 1), 20000.0);
+  EXPECT_EQ(RightRes(NAN, 1), 1.0);
+  EXPECT_EQ(RightRes(1000, 3), hi);
+  EXPECT_EQ(RightRes(0.001, 3), lo);
+  EXPECT_EQ(RightRes(12, 3), 12.0);
+  EXPECT_EQ(RightRes(-3, 4), lo * 10);
+  // Clamping a random value gives a value in range, and leaves values in
+  // range alone.
+  std::mt19937 rng(7);
+  std::uniform_real_distribution<double> e(-6, 8);
+  for (int iter = 0; iter < 20000; ++iter) {
+    int u = 1 + (int)(rng() % 5);
+    double v = std::pow(10.0, e(rng));
+    double r = RightRes(v, u);
+    ASSERT_TRUE(IsValidRes(r, u)) << "repro: IsValidRes(RightRes(" << std::hexfloat << v << ", " << u << "), "
+                                  << u << ")";
+    if (IsValidRes(v, u)) {
+      ASSERT_EQ(r, v) << "repro: RightRes(" << std::hexfloat << v << ", " << u << ")";
+    }
+  }
+}
+
+TEST_F(UnitsTest, ResolutionEquality) {
+  EXPECT_EQ(DefResPrecision(1), 1.0);
+  EXPECT_DOUBLE_EQ(DefResPrecision(2), (double)TQ_MIN_DPMM / 100);
+  EXPECT_DOUBLE_EQ(DefResPrecision(4), (double)TQ_MIN_DPMM * 10);
+  EXPECT_DOUBLE_EQ(DefResPrecision(5), (double)TQ_MIN_DPMM * 1000);
+  const double tol = (double)TQ_MIN_DPMM;
+  EXPECT_TRUE(EqualDPMM(10, 10 + tol));
+  EXPECT_FALSE(EqualDPMM(10, 10 + tol * 1.001));
+  // In every unit the tolerance is the same physical resolution.
+  for (int u = 2; u <= 5; ++u) {
+    double t = DefResPrecision(u);
+    EXPECT_TRUE(EqualRes(100, 100 + t * 0.999, u, FALSE)) << u;
+    EXPECT_FALSE(EqualRes(100, 100 + t * 1.01, u, FALSE)) << u;
+  }
+  EXPECT_TRUE(EqualRes(300, 300.6, 1, FALSE));
+  EXPECT_FALSE(EqualRes(300.4, 300.6, 1, TRUE));  // round to 300 and 301
+  EXPECT_TRUE(EqualRes(299.6, 300.4, 1, TRUE));
+  EXPECT_TRUE(EqualNDPI(-2.4, -1.6));
+  EXPECT_FALSE(EqualNDPI(-2.5, -2.4));
+}
+
+TEST(AnxNumbers, FloatToIntRoundsAwayFromZeroAndSaturates) {
+  EXPECT_EQ(AnxFloatToInt(2.5, TRUE), 3);
+  EXPECT_EQ(AnxFloatToInt(2.4999, TRUE), 2);
+  EXPECT_EQ(AnxFloatToInt(-2.4, FALSE), -2);
+  EXPECT_EQ(AnxFloatToInt(-2.9999999999, FALSE), -3);
+  EXPECT_EQ(AnxFloatToInt(0.0, TRUE), 0);
+  EXPECT_EQ(AnxFloatToInt(1e20, FALSE), INT_MAX);
+  EXPECT_EQ(AnxFloatToInt(-1e20, TRUE), INT_MIN);
+  EXPECT_EQ(AnxFloatToInt(2147483647.2, TRUE), INT_MAX);
+  EXPECT_EQ(AnxFloatToInt(-2147483648.4, FALSE), INT_MIN);
+  EXPECT_EQ(AnxFloatToInt(NAN, TRUE), 0);
+  EXPECT_EQ(AnxFloatToDWORD(2.5, TRUE), 3u);
+  EXPECT_EQ(AnxFloatToDWORD(-0.4, TRUE), 0u);
+  EXPECT_EQ(AnxFloatToDWORD(4294967295.0, FALSE), 0xFFFFFFFFu);
+  EXPECT_EQ(AnxFloatToDWORD(1e30, FALSE), 0xFFFFFFFFu);
+  EXPECT_EQ(AnxFloatToDWORD(NAN, FALSE), 0u);
+}
+
+TEST(AnxNumbers, PrecisionString) {
+  EXPECT_STREQ(AnxFloatPrecisionString(1.05, 2, TRUE), "1.05");
+  EXPECT_STREQ(AnxFloatPrecisionString(1.999, 2, TRUE), "2");
+  EXPECT_STREQ(AnxFloatPrecisionString(-0.5, 1, TRUE), "-0.5");
+  EXPECT_STREQ(AnxFloatPrecisionString(1.5, 2, TRUE), "1.50");
+  EXPECT_STREQ(AnxFloatPrecisionString(2.0, 3, TRUE), "2");
+  EXPECT_STREQ(AnxFloatPrecisionString(-1.25, 1, TRUE), "-1.3");
+  EXPECT_STREQ(AnxFloatPrecisionString(1.26, 1, FALSE), "1.2");
+  EXPECT_STREQ(AnxFloatPrecisionString(3.7, 0, TRUE), "4");
+  EXPECT_STREQ(AnxFloatPrecisionString(3.7, -2, FALSE), "3");
+  EXPECT_STREQ(AnxFloatPrecisionString(0.001, 3, TRUE), "0.001");
+  EXPECT_STREQ(AnxFloatPrecisionString(0.123456789012, 15, TRUE),
+               AnxFloatPrecisionString(0.123456789012, 10, TRUE));
+  EXPECT_STREQ(AnxFloatPrecisionString(0.123456789012, 10, TRUE), "0.1234567890");
+  EXPECT_STREQ(AnxFloatPrecisionString(3e9, 2, TRUE), "3000000000");
+  EXPECT_STREQ(AnxFloatPrecisionString(NAN, 2, TRUE), "0");
+  EXPECT_EQ(AnxFloatPrecision(1.23456, 3, TRUE), 1.235);
+  // Random values: at most `digits` decimals (exactly that many when there
+  // is a fraction), and within half a unit of the last decimal.
+  std::mt19937 rng(42);
+  std::uniform_real_distribution<double> val(-1e6, 1e6);
+  for (int iter = 0; iter < 20000; ++iter) {
+    double v = val(rng) / std::pow(10.0, (double)(rng() % 6));
+    int digits = 1 + (int)(rng() % 8);
+    CString s = AnxFloatPrecisionString(v, digits, TRUE);
+    const char* dot = std::strchr(s, '.');
+    double back = std::strtod(s, nullptr);
+    bool ok = (!dot || (int)std::strlen(dot + 1) == digits) &&
+              std::fabs(back - v) <= 0.5 * std::pow(10.0, -digits) + 1e-9 * std::fmax(1.0, std::fabs(v));
+    ASSERT_TRUE(ok) << "repro: AnxFloatPrecisionString(" << std::hexfloat << v << ", " << digits
+                    << ", TRUE) gave " << s.GetString();
+  }
+}
+
+TEST(AnxNumbers, IntegerText) {
+  EXPECT_STREQ(AnxIntString(0), "0");
+  EXPECT_STREQ(AnxIntString(-42), "-42");
+  EXPECT_STREQ(AnxIntString(1234567, 3), "1,234,567");
+  EXPECT_STREQ(AnxIntString(-1234567, 3, '.'), "-1.234.567");
+  EXPECT_STREQ(AnxIntString(123, 3), "123");
+  EXPECT_STREQ(AnxIntString(INT_MIN, 3), "-2,147,483,648");
+  EXPECT_STREQ(AnxIntString(123456, 4, ' '), "12 3456");
+  EXPECT_STREQ(AnxDWORDString(4294967295u, 3), "4,294,967,295");
+  EXPECT_STREQ(AnxDWORDString(1000u), "1000");
+}
+
+TEST(AnxStrings, UnitNamesFromTheLibraryTable) {
+  const char* res[] = {"", "DPI", "像素/丝米", "DPMM", "像素/厘米", "DPM"};
+  const char* size[] = {"", "像素", "丝米", "毫米", "厘米", "米", "英寸"};
+  char buf[64];
+  for (int u = 1; u <= 5; ++u) {
+    EXPECT_EQ(ResUnitString(buf, sizeof buf, u), (int)std::strlen(res[u]));
+    EXPECT_STREQ(buf, res[u]);
+  }
+  for (int u = 1; u <= 6; ++u) {
+    CString s;
+    EXPECT_EQ(SizeUnitString(s, u), (int)std::strlen(size[u]));
+    EXPECT_STREQ(s, size[u]);
+  }
+  // A short buffer cuts at a whole character: "像素/丝米" is 3+3+1+3+3 bytes.
+  char small[8];
+  EXPECT_EQ(ResUnitString(small, sizeof small, 2), 7);
+  EXPECT_STREQ(small, "像素/");
+  EXPECT_EQ(ResUnitString(small, 3, 2), 0);
+  EXPECT_STREQ(small, "");
+  EXPECT_EQ(ResUnitString(small, 4, 1), 3);
+  EXPECT_STREQ(small, "DPI");
+}
+
+TEST(AnxStrings, LoadStringAndHostTables) {
+  HINSTANCE self = tqGetModuleInstance();
+  ASSERT_NE(self, nullptr);
+  EXPECT_STREQ(AnxLoadString(self, 22), "英寸");
+  EXPECT_FALSE(AnxLoadString(self, 101).IsEmpty());
+  EXPECT_TRUE(AnxLoadString(self, 4).IsEmpty());
+  EXPECT_TRUE(AnxLoadString(nullptr, 22).IsEmpty());
+
+  // A host's own module.
+  static int hostModuleAnchor;
+  HINSTANCE host = reinterpret_cast<HINSTANCE>(&hostModuleAnchor);
+  const ANXSTRINGRES table[] = {{1, "one"}, {2, "two"}, {3, nullptr}};
+  EXPECT_TRUE(AnxRegisterStringTable(host, table, 3));
+  EXPECT_STREQ(AnxLoadString(host, 2), "two");
+  EXPECT_TRUE(AnxLoadString(host, 3).IsEmpty());
+  const ANXSTRINGRES more[] = {{2, "zwei"}, {4, "vier"}};
+  EXPECT_TRUE(AnxRegisterStringTable(host, more, 2));
+  EXPECT_STREQ(AnxLoadString(host, 1), "one");
+  EXPECT_STREQ(AnxLoadString(host, 2), "zwei");
+  EXPECT_STREQ(AnxLoadString(host, 4), "vier");
+  EXPECT_FALSE(AnxRegisterStringTable(host, more, -1));
+  EXPECT_TRUE(AnxRegisterStringTable(host, nullptr, 0));
+  EXPECT_TRUE(AnxLoadString(host, 1).IsEmpty());
+
+  // g_Error's resource form goes through the same tables.
+  EXPECT_TRUE(AnxRegisterStringTable(host, table, 2));
+  g_Error.SetLastError(host, 1);
+  CString text;
+  EXPECT_TRUE(g_Error.GetLastError(text));
+  EXPECT_STREQ(text, "one");
+  AnxRegisterStringTable(host, nullptr, 0);
+  g_Error.ClearError();
+
+  // A translation of the library's own texts wins over the built-in ones.
+  const ANXSTRINGRES english[] = {{22, "inch"}};
+  EXPECT_TRUE(AnxRegisterStringTable(self, english, 1));
+  CString unit;
+  SizeUnitString(unit, 6);
+  EXPECT_STREQ(unit, "inch");
+  AnxRegisterStringTable(self, nullptr, 0);
+  SizeUnitString(unit, 6);
+  EXPECT_STREQ(unit, "英寸");
+}
+
+namespace uihooks {
+std::string g_lastText;
+UINT g_lastType = 0;
+int Dialog(const char* text, UINT type) {
+  g_lastText = text;
+  g_lastType = type;
+  return 7;
+}
+void Status(const char* text) { g_lastText = std::string("status:") + text; }
+BOOL Map(HWND, HWND, POINT* pt) {
+  pt->x += 10;
+  return TRUE;
+}
+}  // namespace uihooks
+
+TEST(AnxStrings, UserInterfaceStandIns) {
+  tqtest::HookCapture hooks;
+  EXPECT_EQ(AnxDialogMsg("hello"), IDOK);  // default: to the trace
+  EXPECT_NE(hooks.Trace().find("hello"), std::string::npos);
+
+  ANXDIALOGHANDLER oldDialog = AnxSetDialogHandler(&uihooks::Dialog);
+  ANXSTATUSHANDLER oldStatus = AnxSetStatusHandler(&uihooks::Status);
+  ANXMAPPOINTHANDLER oldMap = AnxSetMapPointHandler(&uihooks::Map);
+  EXPECT_EQ(AnxDialogMsg(tqGetModuleInstance(), 9, MB_OK | MB_ICONERROR), 7);
+  EXPECT_EQ(uihooks::g_lastText, "DPI");
+  EXPECT_EQ(uihooks::g_lastType, (UINT)(MB_OK | MB_ICONERROR));
+  AnxStatusMsg(tqGetModuleInstance(), 10);
+  EXPECT_EQ(uihooks::g_lastText, "status:DPMM");
+  AnxStatusMsg(nullptr);
+  EXPECT_EQ(uihooks::g_lastText, "status:");
+  POINT pt = {1, 2};
+  EXPECT_TRUE(AnxMapPoint(nullptr, nullptr, pt));
+  EXPECT_EQ(pt.x, 11);
+  EXPECT_EQ(AnxSetDialogHandler(nullptr), &uihooks::Dialog);
+  AnxSetStatusHandler(nullptr);
+  AnxSetMapPointHandler(nullptr);
+  pt = {1, 2};
+  EXPECT_TRUE(AnxMapPoint(nullptr, nullptr, pt));
+  EXPECT_EQ(pt.x, 1);
+  (void)oldDialog;
+  (void)oldStatus;
+  (void)oldMap;
+
+  int object = 0;
+  EXPECT_TRUE(AnxValidObject(&object));
+  EXPECT_FALSE(AnxValidObject(nullptr));
+  EXPECT_FALSE(AnxValidObject(reinterpret_cast<const char*>(&object) + 1));
+}
+
+TEST_F(UnitsTest, UnitTrans) {
+  CUnitTrans t;
+  EXPECT_FALSE(t.IsValid());
+  EXPECT_EQ(t.GetValue(3, 2, FALSE), 0.0);
+  EXPECT_TRUE(t.SetParams(-10, 300, 1, 3));
+  EXPECT_EQ(t.dMM, -10.0);
+  EXPECT_DOUBLE_EQ(t.dDPMM, 300 / 25.4);
+  EXPECT_EQ(t.GetValue(1, 0, TRUE), -118.0);
+  EXPECT_EQ(t.GetValue(4, 2, FALSE), -1.0);
+  EXPECT_EQ(t.GetValue(6, 3, FALSE), -0.394);
+  EXPECT_EQ(t.GetValue(2, 0, FALSE), -1000.0);
+  // Signs are symmetric, also for pixels.
+  CUnitTrans p, n;
+  p.SetParams(1234, 11.8, 3, 1);
+  n.SetParams(-1234, 11.8, 3, 1);
+  EXPECT_EQ(p.dMM, -n.dMM);
+  EXPECT_DOUBLE_EQ(p.GetValue(3, 4, FALSE), 104.5763);
+  // No resolution: invalid; a resolution within tolerance of 0: invalid.
+  EXPECT_FALSE(t.SetRes(0, 1));
+  EXPECT_EQ(t.dDPMM, 0.0);
+  EXPECT_FALSE(t.SetRes(0.5, 1));
+  EXPECT_TRUE(t.SetRes(2, 1));
+  EXPECT_TRUE(t.SetRes(0.04, 3));
+}
+
+// ---------------------------------------------------------------------------
+// Zoom
+
+TEST(Zoom, ZoomInExamples) {
+  double r = 0;
+  AnxZoomInRatio(r);
+  EXPECT_EQ(r, 2.0);
+  r = 1.5;
+  AnxZoomInRatio(r);
+  EXPECT_EQ(r, 3.0);
+  r = 0.5;
+  AnxZoomInRatio(r);
+  EXPECT_EQ(r, 1.0);
+  r = 0.25;
+  AnxZoomInRatio(r);
+  EXPECT_EQ(r, 1.0 / 3);
+  r = 150;
+  AnxZoomInRatio(r);
+  EXPECT_EQ(r, 100.0);
+  r = -3;
+  AnxZoomInRatio(r);
+  EXPECT_EQ(r, 2.0);
+  r = NAN;
+  AnxZoomInRatio(r);
+  EXPECT_EQ(r, 2.0);
+  r = 1.0 / 12;  // step 2 above 1/11.1
+  AnxZoomInRatio(r);
+  EXPECT_EQ(r, 1.0 / 10);
+  r = 1e-9;  // reciprocal 1e9: step 10000, then the 1/20000 floor
+  AnxZoomInRatio(r);
+  EXPECT_DOUBLE_EQ(r, 1.0 / 20000);
+  r = 1e-11;  // within 1e-10 of 0: taken as 1 first
+  AnxZoomInRatio(r);
+  EXPECT_EQ(r, 2.0);
+}
+
+// The ladder: whole ratios 1..100 and whole reciprocals 1/2..1/10000, each
+// as the value the zoom steps produce for it.
+std::vector<double> Ladder() {
+  std::vector<double> l;
+  for (int k = 1; k <= 100; ++k) l.push_back(k);
+  for (int n = 2; n <= 10000; ++n) {
+    double r = 1.0 / n;
+    AnxZoomNormalRatio(r);
+    l.push_back(r);
+  }
+  return l;
+}
+
+TEST(Zoom, ZoomOutThenInReturnsOverTheWholeLadder) {
+  for (double r0 : Ladder()) {
+    double r = r0;
+    AnxZoomOutRatio(r);
+    ASSERT_LT(r, r0) << "repro: r = " << std::hexfloat << r0 << "; AnxZoomOutRatio(r);";
+    AnxZoomInRatio(r);
+    ASSERT_EQ(r, r0) << "repro: r = " << std::hexfloat << r0 << "; AnxZoomOutRatio(r); AnxZoomInRatio(r);";
+  }
+}
+
+TEST(Zoom, LadderValuesAreCanonical) {
+  for (int n = 1; n <= 20000; ++n) {
+    double r = 1.0 / n;
+    AnxZoomNormalRatio(r);
+    ASSERT_EQ(std::floor(1.0 / r), (double)n) << n;
+    ASSERT_LE(r, 1.0 / n) << n;
+    ASSERT_LE(1.0 / n - r, 4e-16 / n) << n;
+    double again = r;
+    AnxZoomNormalRatio(again);
+    ASSERT_EQ(again, r) << n;
+  }
+}
+
+TEST(Zoom, WalksEndAtTheLimits) {
+  double r = 100;
+  int steps = 0;
+  while (steps < 1000) {
+    double before = r;
+    AnxZoomOutRatio(r);
+    if (r == before) break;
+    ASSERT_LT(r, before);
+    ++steps;
+  }
+  EXPECT_DOUBLE_EQ(r, 1.0 / 20000);
+  EXPECT_LT(steps, 200);
+  // Zooming in from the smallest ratio climbs back to 100 and stays there.
+  steps = 0;
+  while (r < 100 && steps < 1000) {
+    double before = r;
+    AnxZoomInRatio(r);
+    ASSERT_GT(r, before);
+    ++steps;
+  }
+  EXPECT_EQ(r, 100.0);
+  AnxZoomInRatio(r);
+  EXPECT_EQ(r, 100.0);
+}
+
+TEST(Zoom, OffLadderRatiosSnapOutward) {
+  double r = 2.5;
+  AnxZoomOutRatio(r);  // 2.5 -> 2 -> 1
+  EXPECT_EQ(r, 1.0);
+  r = 1.5;
+  AnxZoomOutRatio(r);
+  EXPECT_EQ(r, 0.5);
+  r = 0.3;  // between 1/4 and 1/3: from 1/4 one step out
+  AnxZoomOutRatio(r);
+  EXPECT_EQ(r, 0.2);
+  r = 500;
+  AnxZoomOutRatio(r);
+  EXPECT_EQ(r, 99.0);
+  r = 0;
+  AnxZoomOutRatio(r);
+  EXPECT_EQ(r, 0.5);
+}
+
+TEST(Zoom, NormalPicksTheNearestLadderRatio) {
+  struct { double in, out; } cases[] = {{2.4, 2}, {2.5, 3}, {1.2, 1}, {0.9, 1}, {0.3, 1.0 / 3},
+                                        {0.26, 0.25}, {1e9, 100}, {1e-9, 1.0 / 20000}, {-1, 1}, {NAN, 1}};
+  for (auto c : cases) {
+    double r = c.in;
+    AnxZoomNormalRatio(r);
+    EXPECT_DOUBLE_EQ(r, c.out) << c.in;
+  }
+}
+
+}  // namespace
