@@ -1,0 +1,777 @@
+// test_prefs.cpp - preferences and paths: AGFLAGS defaults and both stored
+// forms (round trips of every field, the written file byte for byte, key
+// order, garbage, missing and unwritable files), the INI reader and writer,
+// the document file helpers, CAppPath and AEnvObj.
+#include <gtest/gtest.h>
+
+#include <tqbase/tqbase.h>
+
+#include "test_support.h"
+
+#include <dlfcn.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// A fresh directory under the temporary directory, removed afterwards.
+class TempDir {
+public:
+  TempDir() {
+    std::string tmpl = (fs::temp_directory_path() / "tqprefs.XXXXXX").string();
+    std::vector<char> buf(tmpl.begin(), tmpl.end());
+    buf.push_back('\0');
+    char* made = mkdtemp(buf.data());
+    m_path = made ? made : "";
+  }
+  ~TempDir() {
+    std::error_code ec;
+    fs::remove_all(m_path, ec);
+  }
+  std::string operator/(const std::string& name) const { return m_path + "/" + name; }
+  const std::string& path() const { return m_path; }
+
+private:
+  std::string m_path;
+};
+
+std::string ReadAll(const std::string& path) {
+  std::ifstream f(path, std::ios::binary);
+  std::stringstream ss;
+  ss << f.rdbuf();
+  return ss.str();
+}
+
+void WriteAll(const std::string& path, const std::string& text) {
+  std::ofstream f(path, std::ios::binary);
+  f << text;
+}
+
+std::string LastError() {
+  CString text;
+  g_Error.GetLastError(text);
+  return text.GetString();
+}
+
+// The INI file's keys in the order they must be written.
+const char* const kIniKeys[] = {
+    "ResUnit", "SizeUnit", "dDefRes", "dDefWidth", "dDefHeight", "ShowRuler", "ShowGridline", "nLRSpace",
+    "nTBSpace", "bDirectDelete", "strCacheDirectory", "bShowColorGroup", "bEnableToolTip", "nApplicationLook",
+    "PrintDeviceModule", "bThumbWithMono", "bScaleLimit", "bDyeMixWay", "DefaultOpacity", "bDyeMixOpacityWay",
+    "bLoadCMYKFileToRGB", "bUsedEmbedICC", "bNeedCloth", "bBackgroundPaintEnable", "nPaintSize",
+    "strMapDataCacheDirectory", "bMapDataFileEnable", "bShowSpashScreen", "dwPrnFileSizeLimit",
+    "bMouseWheelForZoomScale", "bProofDisplay", "strRIPDataCacheDirectory", "page_bLayoutLimit",
+    "page_bSpaceLimit_Enable", "page_dSpaceLimit_hor", "page_dSpaceLimit_ver", "page_bDefaultToCustomCut",
+    "strDefaultFontName", "bVirtualBitmapUsed", "bCompactFilePalette", "bEnableAccountPrivilege"};
+
+// The profile store's value names, in the same order (dDefRes has none).
+const char* const kProfileNames[] = {
+    "ResUnit", "SizeUnit", nullptr, "DefaultWidth", "DefaultHeight", "ShowRuler", "ShowGridline",
+    "LRSpaceWidth", "TBSpaceWidth", "DirectDelete", "CacheDirectory", "ShowColorGroup", "EnableToolTip",
+    "ApplicationLook", "PrintDeviceModule", "ThumbWithMon", "ScaleLimit", "DyeMixWay", "DefaultOpacity",
+    "DyeMixOpacityWay", "LoadCMYKFileToRGB", "UsedEmbedICC", "NeedCloth", "BackgroundPaintEnable", "PaintSize",
+    "MapDataCacheDirectory", "MapDataFileEnable", "ShowSpashScreen", "PrnFileSizeLimit",
+    "MouseWheelForZoomScale", "ProofDisplay", "RipDataCacheDirectory", "page_LayoutLimit", "page_SpaceLimit",
+    "page_SpaceLimit_hor", "page_SpaceLimit_ver", "page_DefaultToCustomCut", "DefaultFontName",
+    "VirtualBitmapUsed", "CompactFilePalette", "EnableAccountPrivilege"};
+
+const int kKeyCount = (int)(sizeof kIniKeys / sizeof kIniKeys[0]);
+
+// Every stored field set to a random value that its text form keeps
+// exactly (doubles of magnitude 1 and more, or multiples of 1/1024).
+AGFLAGS RandomFlags(std::mt19937& rng) {
+  AGFLAGS f;
+  f.Init();
+  auto i = [&] { return (int)(rng() % 2000001) - 1000000; };
+  auto d = [&] {
+    return rng() % 2 ? ((double)(rng() % 2000000) - 1000000.0) / 1024.0
+                     : std::ldexp(1.0 + (rng() % 1000000) / 1e6, (int)(rng() % 40));
+  };
+  auto s = [&] {
+    static const char* const pool[] = {"/tmp/cache/", "C:\\RIP\\Cache\\", "  padded  ", "\"quoted\"",
+                                       "宋体", "a=b;c", "", "'", "x"};
+    return CString(pool[rng() % 9]);
+  };
+  f.ResUnit = (AResUnit)(1 + rng() % 5);
+  f.SizeUnit = (ASizeUnit)(1 + rng() % 6);
+  f.dDefRes = d();
+  f.dDefWidth = d();
+  f.dDefHeight = d();
+  f.ShowRuler = i();
+  f.ShowGridline = i();
+  f.nLRSpace = i();
+  f.nTBSpace = i();
+  f.bDirectDelete = i();
+  f.strCacheDirectory = s();
+  f.bShowColorGroup = i();
+  f.bEnableToolTip = i();
+  f.nApplicationLook = i();
+  f.PrintDeviceModule = s();
+  f.bThumbWithMono = i();
+  f.bScaleLimit = i();
+  f.bDyeMixWay = rng() % 2;
+  f.DefaultOpacity = i();
+  f.bDyeMixOpacityWay = rng() % 2;
+  f.bLoadCMYKFileToRGB = i();
+  f.bUsedEmbedICC = i();
+  f.bNeedCloth = i();
+  f.bBackgroundPaintEnable = i();
+  f.nPaintSize = i();
+  f.bMapDataFileEnable = i();
+  f.strMapDataCacheDirectory = s();
+  f.bShowSpashScreen = i();
+  f.dwPrnFileSizeLimit = (DWORD)rng();
+  f.bMouseWheelForZoomScale = i();
+  f.bProofDisplay = i();
+  f.strRIPDataCacheDirectory = s();
+  f.page_bLayoutLimit = i();
+  f.page_bSpaceLimit_Enable = i();
+  f.page_dSpaceLimit_hor = d();
+  f.page_dSpaceLimit_ver = d();
+  f.page_bDefaultToCustomCut = i();
+  f.strDefaultFontName = s();
+  f.bVirtualBitmapUsed = i();
+  f.bCompactFilePalette = i();
+  f.bEnableAccountPrivilege = i();
+  f.nReserved1 = i();
+  return f;
+}
+
+// Field-by-field comparison through the key table, which the test checks
+// against its own list of keys below.
+std::string Differences(const AGFLAGS& a, const AGFLAGS& b, bool profileForm) {
+  std::string diff;
+  for (int k = 0; k < AGFLAGS::GetKeyCount(); ++k) {
+    if (profileForm && !AGFLAGS::GetProfileValueName(k)) continue;
+    if (a.GetKeyValue(k) != b.GetKeyValue(k))
+      diff += std::string(AGFLAGS::GetKeyName(k)) + ": " + a.GetKeyValue(k).GetString() + " vs " +
+              b.GetKeyValue(k).GetString() + "\n";
+  }
+  return diff;
+}
+
+class PrefsTest : public ::testing::Test {
+protected:
+  void SetUp() override {
+    m_saved = g_Flags;
+    m_savedStore = AProfile::GetAppProfilePath();
+    g_Error.ClearError();
+  }
+  void TearDown() override {
+    g_Flags = m_saved;
+    AProfile::SetAppProfilePath(m_savedStore);
+    g_Error.ClearError();
+  }
+  AGFLAGS m_saved;
+  CString m_savedStore;
+  TempDir m_dir;
+};
+
+TEST_F(PrefsTest, KeyTableMatchesTheStoredForms) {
+  ASSERT_EQ(AGFLAGS::GetKeyCount(), kKeyCount);
+  for (int k = 0; k < kKeyCount; ++k) {
+    EXPECT_STREQ(AGFLAGS::GetKeyName(k), kIniKeys[k]) << k;
+    if (kProfileNames[k])
+      EXPECT_STREQ(AGFLAGS::GetProfileValueName(k), kProfileNames[k]) << k;
+    else
+      EXPECT_EQ(AGFLAGS::GetProfileValueName(k), nullptr) << k;
+  }
+  EXPECT_EQ(AGFLAGS::GetKeyName(-1), nullptr);
+  EXPECT_EQ(AGFLAGS::GetKeyName(kKeyCount), nullptr);
+}
+
+TEST_F(PrefsTest, Defaults) {
+  AGFLAGS f;
+  EXPECT_TRUE(f.strCacheDirectory.IsEmpty());  // nothing asked of the system before Init
+  f.ResUnit = RESUNIT_DPMM;
+  EXPECT_TRUE(f.Init());
+  EXPECT_EQ(f.ResUnit, RESUNIT_DPI);
+  EXPECT_EQ(f.SizeUnit, SIZEUNIT_MM);
+  EXPECT_EQ(f.dDefRes, 600.0);
+  EXPECT_EQ(f.dDefWidth, 1800.0);
+  EXPECT_EQ(f.dDefHeight, 10000.0);
+  EXPECT_EQ(f.page_dSpaceLimit_hor, -1.0);
+  EXPECT_EQ(f.page_dSpaceLimit_ver, -1.0);
+  EXPECT_EQ(f.ShowRuler, 1);
+  EXPECT_EQ(f.nLRSpace, 30);
+  EXPECT_EQ(f.nTBSpace, 30);
+  EXPECT_EQ(f.DefaultOpacity, 100);
+  EXPECT_EQ(f.nPaintSize, 128);
+  EXPECT_TRUE(f.bDyeMixWay);
+  EXPECT_FALSE(f.bDyeMixOpacityWay);
+  EXPECT_EQ(f.nReserved1, 0);
+  EXPECT_EQ(f.nReserved2, 1);
+  EXPECT_EQ(f.nReserved3, 1);
+  EXPECT_STREQ(f.strDefaultFontName, "宋体");
+  char temp[MAX_PATH + 1];
+  ASSERT_TRUE(ADocObj::GetTempDirectory(temp, sizeof temp));
+  EXPECT_STREQ(f.strCacheDirectory, temp);
+  EXPECT_STREQ(f.strMapDataCacheDirectory, temp);
+  EXPECT_STREQ(f.strRIPDataCacheDirectory, temp);
+  // The copy is complete.
+  AGFLAGS c(f);
+  EXPECT_EQ(Differences(c, f, false), "");
+}
+
+// The written file byte for byte: section, CR LF line ends, key order with
+// the map-data pair swapped, "%d", "%u" and "%.16f" forms.
+TEST_F(PrefsTest, IniFileIsWrittenExactly) {
+  AGFLAGS f;
+  f.Init();
+  f.strCacheDirectory = f.strMapDataCacheDirectory = f.strRIPDataCacheDirectory = "/var/cache/rip/";
+  f.dwPrnFileSizeLimit = 4000000000u;
+  std::string file = m_dir / "flags.ini";
+  ASSERT_TRUE(f.SaveToProfile(file.c_str())) << LastError();
+  const std::string expected =
+      "[GlobalFlags]\r\nResUnit=1\r\nSizeUnit=3\r\ndDefRes=600.0000000000000000\r\n"
+      "dDefWidth=1800.0000000000000000\r\ndDefHeight=10000.0000000000000000\r\nShowRuler=1\r\n"
+      "ShowGridline=0\r\nnLRSpace=30\r\nnTBSpace=30\r\nbDirectDelete=0\r\n"
+      "strCacheDirectory=/var/cache/rip/\r\nbShowColorGroup=0\r\nbEnableToolTip=1\r\nnApplicationLook=0\r\n"
+      "PrintDeviceModule=\r\nbThumbWithMono=1\r\nbScaleLimit=1\r\nbDyeMixWay=1\r\nDefaultOpacity=100\r\n"
+      "bDyeMixOpacityWay=0\r\nbLoadCMYKFileToRGB=1\r\nbUsedEmbedICC=1\r\nbNeedCloth=0\r\n"
+      "bBackgroundPaintEnable=1\r\nnPaintSize=128\r\nstrMapDataCacheDirectory=/var/cache/rip/\r\n"
+      "bMapDataFileEnable=1\r\nbShowSpashScreen=1\r\ndwPrnFileSizeLimit=4000000000\r\n"
+      "bMouseWheelForZoomScale=1\r\nbProofDisplay=0\r\nstrRIPDataCacheDirectory=/var/cache/rip/\r\n"
+      "page_bLayoutLimit=0\r\npage_bSpaceLimit_Enable=0\r\npage_dSpaceLimit_hor=-1.0000000000000000\r\n"
+      "page_dSpaceLimit_ver=-1.0000000000000000\r\npage_bDefaultToCustomCut=1\r\n"
+      "strDefaultFontName=宋体\r\nbVirtualBitmapUsed=0\r\nbCompactFilePalette=1\r\n"
+      "bEnableAccountPrivilege=0\r\n";
+  EXPECT_EQ(ReadAll(file), expected);
+  // Nothing else is left in the folder (no temporary files).
+  int entries = 0;
+  for (auto& e : fs::directory_iterator(m_dir.path())) entries += e.is_regular_file();
+  EXPECT_EQ(entries, 1);
+}
+
+TEST_F(PrefsTest, IniRoundTripOfEveryField) {
+  std::mt19937 rng(20120508);
+  std::string file = m_dir / "round.ini";
+  for (int iter = 0; iter < 200; ++iter) {
+    AGFLAGS written = RandomFlags(rng);
+    ASSERT_TRUE(written.SaveToProfile(file.c_str())) << LastError();
+    AGFLAGS read;
+    read.Init();
+    read.nReserved1 = 77;
+    ASSERT_TRUE(read.LoadFromProfile(file.c_str())) << LastError();
+    ASSERT_EQ(Differences(written, read, false), "") << "seed 20120508, iteration " << iter;
+    ASSERT_EQ(read.dDefRes, written.dDefRes);
+    ASSERT_EQ(read.page_dSpaceLimit_ver, written.page_dSpaceLimit_ver);
+    ASSERT_EQ(read.nReserved1, 77);  // not stored
+  }
+  // Sixteen decimals keep ordinary doubles exactly.
+  AGFLAGS a;
+  a.Init();
+  a.dDefWidth = 1234.5678901234567;
+  a.dDefHeight = 1.0 / 3.0;
+  a.page_dSpaceLimit_hor = 25.4;
+  ASSERT_TRUE(a.SaveToProfile(file.c_str()));
+  AGFLAGS b;
+  b.Init();
+  ASSERT_TRUE(b.LoadFromProfile(file.c_str()));
+  EXPECT_EQ(b.dDefWidth, a.dDefWidth);
+  EXPECT_EQ(b.dDefHeight, a.dDefHeight);
+  EXPECT_EQ(b.page_dSpaceLimit_hor, 25.4);
+}
+
+TEST_F(PrefsTest, SavingKeepsTheRestOfTheFile) {
+  std::string file = m_dir / "shared.ini";
+  WriteAll(file,
+           "; settings of several modules\n[Other]\nfoo = bar\n\n[GlobalFlags]\nCustom=1\nnTBSpace=5\n"
+           "resunit=2\n\n; trailing comment\n[Last]\nx=y\n");
+  AGFLAGS f;
+  f.Init();
+  ASSERT_TRUE(f.LoadFromProfile(file.c_str()));
+  EXPECT_EQ(f.ResUnit, RESUNIT_DPSM);  // keys compare without regard to case
+  EXPECT_EQ(f.nTBSpace, 5);
+  f.nTBSpace = 7;
+  ASSERT_TRUE(f.SaveToProfile(file.c_str()));
+  std::string text = ReadAll(file);
+  // Line ends, other sections, comments and unknown keys stay; changed keys
+  // are rewritten in place; new keys follow the section's last key.
+  EXPECT_EQ(text.find('\r'), std::string::npos);
+  EXPECT_EQ(text.rfind("; settings of several modules\n[Other]\nfoo = bar\n\n[GlobalFlags]\nCustom=1\n"
+                       "nTBSpace=7\nresunit=2\nSizeUnit=3\n",
+                       0),
+            0u)
+      << text;
+  EXPECT_NE(text.find("bEnableAccountPrivilege=0\n\n; trailing comment\n[Last]\nx=y\n"), std::string::npos)
+      << text;
+}
+
+TEST_F(PrefsTest, GarbageValuesKeepThePriorValue) {
+  std::string file = m_dir / "garbage.ini";
+  WriteAll(file,
+           "[GlobalFlags]\r\nResUnit=abc\r\nSizeUnit=9\r\ndDefRes=nan\r\ndDefWidth=1e999\r\n"
+           "dDefHeight=12.5mm\r\nShowRuler=12abc\r\nShowGridline=\r\nnLRSpace=99999999999\r\n"
+           "nTBSpace=  42  \r\ndwPrnFileSizeLimit=-1\r\nbDyeMixWay=2\r\nbDyeMixOpacityWay=x\r\n"
+           "nPaintSize=+64\r\nDefaultOpacity=--3\r\npage_dSpaceLimit_hor=0x10\r\n"
+           "page_dSpaceLimit_ver=+2.5e1\r\nstrDefaultFontName=\"  Arial  \"\r\nnApplicationLook=-7\r\n"
+           "\x01\x02garbage line without equals\r\n=novalue\r\n[unterminated\r\n");
+  AGFLAGS f;
+  f.Init();
+  ASSERT_TRUE(f.LoadFromProfile(file.c_str()));
+  EXPECT_EQ(f.ResUnit, RESUNIT_DPI);
+  EXPECT_EQ(f.SizeUnit, SIZEUNIT_MM);
+  EXPECT_EQ(f.dDefRes, 600.0);
+  EXPECT_EQ(f.dDefWidth, 1800.0);
+  EXPECT_EQ(f.dDefHeight, 10000.0);
+  EXPECT_EQ(f.ShowRuler, 1);
+  EXPECT_EQ(f.ShowGridline, 0);
+  EXPECT_EQ(f.nLRSpace, 30);
+  EXPECT_EQ(f.nTBSpace, 42);
+  EXPECT_EQ(f.dwPrnFileSizeLimit, 0u);
+  EXPECT_TRUE(f.bDyeMixWay);
+  EXPECT_FALSE(f.bDyeMixOpacityWay);
+  EXPECT_EQ(f.nPaintSize, 64);
+  EXPECT_EQ(f.DefaultOpacity, 100);
+  EXPECT_EQ(f.page_dSpaceLimit_hor, -1.0);
+  EXPECT_EQ(f.page_dSpaceLimit_ver, 25.0);
+  EXPECT_STREQ(f.strDefaultFontName, "  Arial  ");
+  EXPECT_EQ(f.nApplicationLook, -7);
+}
+
+// Random bytes as a preferences file: loading never fails on content,
+// never reads outside its buffers (ASan), and the units stay valid.
+TEST_F(PrefsTest, RandomFilesLoadSafely) {
+  std::mt19937 rng(99);
+  std::string file = m_dir / "random.ini";
+  const char* pieces[] = {"[GlobalFlags]", "\r\n", "\n", "=", "ResUnit", "SizeUnit", "dDefRes", "\"", "'",
+                          ";", "[", "]", " ", "9", "-", "1e308", "nan", "\xEF\xBB\xBF", "\r", "\x00", "宋"};
+  for (int iter = 0; iter < 300; ++iter) {
+    std::string text;
+    int n = (int)(rng() % 200);
+    for (int i = 0; i < n; ++i) {
+      if (rng() % 3 == 0)
+        text += (char)(rng() % 256);
+      else
+        text += pieces[rng() % (sizeof pieces / sizeof pieces[0])];
+    }
+    WriteAll(file, text);
+    AGFLAGS f;
+    f.Init();
+    ASSERT_TRUE(f.LoadFromProfile(file.c_str())) << "iteration " << iter;
+    ASSERT_GE((int)f.ResUnit, 1);
+    ASSERT_LE((int)f.ResUnit, 5);
+    ASSERT_GE((int)f.SizeUnit, 1);
+    ASSERT_LE((int)f.SizeUnit, 6);
+    ASSERT_TRUE(std::isfinite(f.dDefRes));
+  }
+}
+
+TEST_F(PrefsTest, MissingAndUnwritableFiles) {
+  AGFLAGS f;
+  f.Init();
+  f.nLRSpace = 11;
+  std::string missing = m_dir / "none.ini";
+  EXPECT_FALSE(f.LoadFromProfile(missing.c_str()));
+  EXPECT_NE(LastError().find(missing), std::string::npos) << LastError();
+  EXPECT_EQ(f.nLRSpace, 11);
+
+  // A regular file where a folder should be: every user, root included,
+  // fails to write beneath it.
+  std::string blocker = m_dir / "blocker";
+  WriteAll(blocker, "x");
+  std::string below = blocker + "/flags.ini";
+  g_Error.ClearError();
+  EXPECT_FALSE(f.SaveToProfile(below.c_str()));
+  EXPECT_TRUE(g_Error.IsError());
+  EXPECT_NE(LastError().find(blocker), std::string::npos) << LastError();
+  EXPECT_EQ(ReadAll(blocker), "x");
+
+  // A value that cannot be stored fails the save and leaves the file.
+  std::string file = m_dir / "keep.ini";
+  ASSERT_TRUE(f.SaveToProfile(file.c_str()));
+  std::string before = ReadAll(file);
+  f.PrintDeviceModule = "two\nlines";
+  EXPECT_FALSE(f.SaveToProfile(file.c_str()));
+  EXPECT_EQ(ReadAll(file), before);
+
+  tqtest::HookCapture hooks;
+  EXPECT_FALSE(f.LoadFromProfile(nullptr));
+  EXPECT_FALSE(f.SaveToProfile(""));
+  EXPECT_EQ(hooks.Assertions(), 2);
+}
+
+TEST_F(PrefsTest, ProfileStoreRoundTrip) {
+  std::string store = m_dir / "store/sub/tqbase.ini";  // folders made on save
+  ASSERT_TRUE(AProfile::SetAppProfilePath(store.c_str()));
+  EXPECT_STREQ(AProfile::GetAppProfilePath(), store.c_str());
+
+  // No store yet: the load succeeds and changes nothing.
+  AGFLAGS f;
+  f.Init();
+  f.nPaintSize = 3;
+  EXPECT_TRUE(f.LoadFromProfile());
+  EXPECT_EQ(f.nPaintSize, 3);
+
+  std::mt19937 rng(5);
+  for (int iter = 0; iter < 100; ++iter) {
+    AGFLAGS written = RandomFlags(rng);
+    ASSERT_TRUE(written.SaveToProfile()) << LastError();
+    AGFLAGS read = RandomFlags(rng);
+    read.ResUnit = written.ResUnit;  // the resolution is not stored; keep its unit comparable
+    double res = read.dDefRes;
+    ASSERT_TRUE(read.LoadFromProfile());
+    ASSERT_EQ(Differences(written, read, true), "") << "seed 5, iteration " << iter;
+    ASSERT_EQ(read.dDefRes, res);
+  }
+  std::string text = ReadAll(store);
+  EXPECT_EQ(text.rfind("[GeneralParams\\GlobalFlags]\r\nResUnit=", 0), 0u);
+  EXPECT_NE(text.find("\r\nThumbWithMon="), std::string::npos);
+  EXPECT_NE(text.find("\r\nShowSpashScreen="), std::string::npos);
+  EXPECT_NE(text.find("\r\nLRSpaceWidth="), std::string::npos);
+  EXPECT_EQ(text.find("dDefRes"), std::string::npos);
+  EXPECT_EQ(text.find("[GlobalFlags]"), std::string::npos);
+}
+
+TEST_F(PrefsTest, ProfileStoreWithoutTheSectionChangesNothing) {
+  std::string store = m_dir / "other.ini";
+  WriteAll(store, "[GeneralParams\\Other]\r\nShowRuler=0\r\n[GlobalFlags]\r\nShowRuler=0\r\n");
+  AProfile::SetAppProfilePath(store.c_str());
+  AGFLAGS f;
+  f.Init();
+  AGFLAGS before(f);
+  EXPECT_TRUE(f.LoadFromProfile());
+  EXPECT_EQ(Differences(before, f, false), "");
+}
+
+TEST_F(PrefsTest, ProfileLoadCarriesTheResolutionIntoANewUnit) {
+  std::string store = m_dir / "units.ini";
+  WriteAll(store, "[GeneralParams\\GlobalFlags]\r\nResUnit=3\r\n");
+  AProfile::SetAppProfilePath(store.c_str());
+  AGFLAGS f;
+  f.Init();  // 600 dots per inch
+  ASSERT_TRUE(f.LoadFromProfile());
+  EXPECT_EQ(f.ResUnit, RESUNIT_DPMM);
+  EXPECT_DOUBLE_EQ(f.dDefRes, 600 / 25.4);
+}
+
+TEST_F(PrefsTest, ProfilePathDefaults) {
+  AProfile::SetAppProfilePath(nullptr);
+  const char* env = std::getenv("TQBASE_PROFILE");
+  if (env && *env) {
+    EXPECT_STREQ(AProfile::GetAppProfilePath(), env);
+  }
+  std::string saved = env ? env : "";
+  unsetenv("TQBASE_PROFILE");
+  std::string xdg = std::getenv("XDG_CONFIG_HOME") ? std::getenv("XDG_CONFIG_HOME") : "";
+  setenv("XDG_CONFIG_HOME", "/cfg", 1);
+  EXPECT_STREQ(AProfile::GetAppProfilePath(), "/cfg/Korvel/tqbase.ini");
+  setenv("XDG_CONFIG_HOME", "relative", 1);  // not absolute: ignored
+  std::string p = AProfile::GetAppProfilePath().GetString();
+  EXPECT_NE(p.find("/.config/Korvel/tqbase.ini"), std::string::npos) << p;
+  if (xdg.empty())
+    unsetenv("XDG_CONFIG_HOME");
+  else
+    setenv("XDG_CONFIG_HOME", xdg.c_str(), 1);
+  if (!saved.empty()) setenv("TQBASE_PROFILE", saved.c_str(), 1);
+}
+
+TEST_F(PrefsTest, KeyValueAccess) {
+  AGFLAGS f;
+  f.Init();
+  EXPECT_TRUE(f.SetKeyValue("nLRSpace", "12"));
+  EXPECT_EQ(f.nLRSpace, 12);
+  EXPECT_FALSE(f.SetKeyValue("nLRSpace", "twelve"));
+  EXPECT_FALSE(f.SetKeyValue("LRSpaceWidth", "12"));  // profile names are not keys
+  EXPECT_FALSE(f.SetKeyValue(nullptr, "1"));
+  EXPECT_FALSE(f.SetKeyValue("ResUnit", "0"));
+  EXPECT_FALSE(f.SetKeyValue("dwPrnFileSizeLimit", "4294967296"));
+  EXPECT_TRUE(f.SetKeyValue("dwPrnFileSizeLimit", "4294967295"));
+  EXPECT_STREQ(f.GetKeyValue(28), "4294967295");
+  EXPECT_TRUE(f.SetKeyValue("dDefWidth", "1e3"));
+  EXPECT_STREQ(f.GetKeyValue(3), "1000.0000000000000000");
+  EXPECT_TRUE(f.GetKeyValue(99).IsEmpty());
+}
+
+// ---------------------------------------------------------------------------
+// AProfile
+
+TEST(Profile, ReadingRules) {
+  AProfile p;
+  const std::string text =
+      "\xEF\xBB\xBFtop=ignored\n[ Sec ]\n  Key  =  value with spaces  \nq=\"  kept  \"\ns='x'\nbad='x\"\n"
+      ";c=comment\nempty=\n[sec]\nkey=second section loses\n[Other]\nKEY=other\n";
+  ASSERT_TRUE(p.Parse(text.data(), text.size()));
+  CString v;
+  EXPECT_TRUE(p.GetString("sec", "key", v));
+  EXPECT_STREQ(v, "value with spaces");
+  EXPECT_TRUE(p.GetString("SEC", "Q", v));
+  EXPECT_STREQ(v, "  kept  ");
+  EXPECT_TRUE(p.GetString("Sec", "s", v));
+  EXPECT_STREQ(v, "x");
+  EXPECT_TRUE(p.GetString("Sec", "bad", v));
+  EXPECT_STREQ(v, "'x\"");
+  EXPECT_TRUE(p.GetString("Sec", "empty", v));
+  EXPECT_STREQ(v, "");
+  EXPECT_FALSE(p.GetString("Sec", ";c", v));
+  EXPECT_FALSE(p.GetString("Sec", "top", v));
+  EXPECT_FALSE(p.GetString("Nope", "key", v));
+  EXPECT_TRUE(p.GetString("other", "key", v));
+  EXPECT_STREQ(v, "other");
+  CArray<CString, const CString&> keys;
+  EXPECT_TRUE(p.GetKeyNames("sec", keys));
+  ASSERT_EQ(keys.GetSize(), 5);
+  EXPECT_STREQ(keys[0], "Key");
+  EXPECT_STREQ(keys[4], "empty");
+  // Untouched, the text comes back as it was read, BOM and line ends too.
+  EXPECT_EQ(std::string(p.GetText().GetString(), (size_t)p.GetText().GetLength()), text);
+}
+
+TEST(Profile, WritingRules) {
+  AProfile p;
+  EXPECT_TRUE(p.SetString("A", "k", "v"));
+  EXPECT_TRUE(p.SetString("B", "k", "w"));
+  EXPECT_TRUE(p.SetString("a", "K2", "v2"));
+  EXPECT_TRUE(p.SetString("A", "K", "v3"));
+  EXPECT_STREQ(p.GetText(), "[A]\r\nk=v3\r\nK2=v2\r\n\r\n[B]\r\nk=w\r\n");
+  EXPECT_FALSE(p.SetString("A", "bad=key", "v"));
+  EXPECT_FALSE(p.SetString("A", " k", "v"));
+  EXPECT_FALSE(p.SetString("A", ";k", "v"));
+  EXPECT_FALSE(p.SetString("A]", "k", "v"));
+  EXPECT_FALSE(p.SetString("", "k", "v"));
+  EXPECT_FALSE(p.SetString("A", "k", "line\r\nbreak"));
+  EXPECT_FALSE(p.SetString(nullptr, "k", "v"));
+  EXPECT_TRUE(p.SetString("A", "k", nullptr));
+  CString v;
+  EXPECT_TRUE(p.GetString("A", "k", v));
+  EXPECT_STREQ(v, "");
+  EXPECT_TRUE(p.DeleteKey("a", "K2"));
+  EXPECT_FALSE(p.DeleteKey("a", "K2"));
+  EXPECT_TRUE(p.DeleteSection("b"));
+  EXPECT_FALSE(p.HasSection("B"));
+  EXPECT_STREQ(p.GetText(), "[A]\r\nk=\r\n\r\n");
+}
+
+TEST(Profile, EveryValueRoundTrips) {
+  std::mt19937 rng(3);
+  const char alphabet[] = " \t\"'=;[]#abcXYZ012\\/.";
+  for (int iter = 0; iter < 2000; ++iter) {
+    std::string value;
+    int n = (int)(rng() % 12);
+    for (int i = 0; i < n; ++i) value += alphabet[rng() % (sizeof alphabet - 1)];
+    AProfile w;
+    ASSERT_TRUE(w.SetString("S", "k", value.c_str()));
+    CString text = w.GetText();
+    AProfile r;
+    ASSERT_TRUE(r.Parse(text.GetString(), (size_t)text.GetLength()));
+    CString back;
+    ASSERT_TRUE(r.GetString("S", "k", back));
+    ASSERT_EQ(std::string(back.GetString()), value) << "value \"" << value << "\" written as " << text.GetString();
+  }
+}
+
+TEST(Profile, LoadAndSaveFiles) {
+  TempDir dir;
+  AProfile p;
+  std::string missing = dir / "missing.ini";
+  EXPECT_FALSE(p.Load(missing.c_str()));
+  EXPECT_NE(LastError().find("missing.ini"), std::string::npos);
+  std::string file = dir / "p.ini";
+  p.SetString("S", "k", "v");
+  ASSERT_TRUE(p.Save(file.c_str()));
+  AProfile q;
+  ASSERT_TRUE(q.Load(file.c_str()));
+  CString v;
+  EXPECT_TRUE(q.GetString("S", "k", v));
+  EXPECT_STREQ(v, "v");
+  AProfile copy(q);
+  q.Clear();
+  EXPECT_FALSE(q.HasSection("S"));
+  EXPECT_TRUE(copy.HasSection("S"));
+  q = copy;
+  EXPECT_TRUE(q.HasSection("S"));
+}
+
+// ---------------------------------------------------------------------------
+// ADocObj
+
+TEST(DocObj, AtomicWrite) {
+  TempDir dir;
+  std::string file = dir / "data.bin";
+  ASSERT_TRUE(ADocObj::WriteFileAtomic(file.c_str(), "first", 5));
+  EXPECT_EQ(ReadAll(file), "first");
+  chmod(file.c_str(), 0640);
+  ASSERT_TRUE(ADocObj::WriteFileAtomic(file.c_str(), "second!", 7));
+  EXPECT_EQ(ReadAll(file), "second!");
+  struct stat st;
+  ASSERT_EQ(stat(file.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0640u);
+  // Through a symbolic link: the target is replaced, the link stays.
+  std::string link = dir / "link.bin";
+  ASSERT_EQ(symlink(file.c_str(), link.c_str()), 0);
+  ASSERT_TRUE(ADocObj::WriteFileAtomic(link.c_str(), "third", 5));
+  EXPECT_TRUE(fs::is_symlink(link));
+  EXPECT_EQ(ReadAll(file), "third");
+  ASSERT_TRUE(ADocObj::WriteFileAtomic(file.c_str(), nullptr, 0));
+  EXPECT_EQ(ReadAll(file), "");
+  int files = 0;
+  for (auto& e : fs::directory_iterator(dir.path())) {
+    (void)e;
+    ++files;
+  }
+  EXPECT_EQ(files, 2);  // no temporary file left behind
+  std::string nodir = dir / "no/such/dir/file";
+  EXPECT_FALSE(ADocObj::WriteFileAtomic(nodir.c_str(), "x", 1));
+  EXPECT_NE(LastError().find("no/such/dir"), std::string::npos);
+}
+
+TEST(DocObj, FilesAndFolders) {
+  TempDir dir;
+  char small[4];
+  EXPECT_FALSE(ADocObj::GetTempDirectory(small, sizeof small));
+  EXPECT_STREQ(small, "");
+  char temp[MAX_PATH + 1];
+  ASSERT_TRUE(ADocObj::GetTempDirectory(temp, sizeof temp));
+  EXPECT_EQ(temp[std::strlen(temp) - 1], '/');
+  EXPECT_TRUE(ADocObj::DirectoryExists(temp));
+
+  std::string deep = dir / "a/b/c/";
+  EXPECT_TRUE(ADocObj::MakeDirectories(deep.c_str()));
+  EXPECT_TRUE(ADocObj::DirectoryExists(deep.c_str()));
+  EXPECT_TRUE(ADocObj::MakeDirectory(deep.c_str()));  // exists already
+  std::string f = dir / "a/file.txt";
+  WriteAll(f, "x");
+  EXPECT_TRUE(ADocObj::FileExists(f.c_str()));
+  EXPECT_FALSE(ADocObj::FileExists(deep.c_str()));
+  EXPECT_FALSE(ADocObj::MakeDirectory((f + "/sub").c_str()));
+  EXPECT_FALSE(ADocObj::MakeDirectories((f + "/sub/more").c_str()));
+  std::string g = dir / "a/moved.txt";
+  EXPECT_TRUE(ADocObj::RenameFile(f.c_str(), g.c_str()));
+  EXPECT_FALSE(ADocObj::FileExists(f.c_str()));
+  EXPECT_TRUE(ADocObj::RemoveFile(g.c_str()));
+  EXPECT_TRUE(ADocObj::RemoveFile(g.c_str()));  // already gone
+  EXPECT_FALSE(ADocObj::RenameFile(g.c_str(), f.c_str()));
+  CString data;
+  EXPECT_FALSE(ADocObj::ReadFileData(g.c_str(), data));
+  WriteAll(f, std::string("a\0b", 3));
+  EXPECT_TRUE(ADocObj::ReadFileData(f.c_str(), data));
+  EXPECT_EQ(data.GetLength(), 3);
+  EXPECT_FALSE(ADocObj::ReadFileData(f.c_str(), data, 2));
+
+  EXPECT_STREQ(ADocObj::GetFolder("/a/b/c.ini"), "/a/b/");
+  EXPECT_STREQ(ADocObj::GetFolder("c.ini"), "");
+  EXPECT_TRUE(ADocObj::IsValidFileName("job 1.prn"));
+  EXPECT_TRUE(ADocObj::IsValidFileName("图案.tif"));
+  EXPECT_TRUE(ADocObj::IsValidFileName("console.txt"));
+  for (const char* bad : {"", "a/b", "a\\b", "a:b", "what?", "x*", "tab\t", "dot.", "blank ", "CON", "nul.txt",
+                          "Com1.ini", "LPT9"})
+    EXPECT_FALSE(ADocObj::IsValidFileName(bad)) << bad;
+}
+
+// ---------------------------------------------------------------------------
+// CAppPath
+
+TEST(AppPath, DirectoriesHangUnderTheFolder) {
+  CAppPath p;
+  ASSERT_TRUE(p.InitFromFolder("/A/B"));
+  EXPECT_STREQ(p.strAppPath, "/A/B/");
+  EXPECT_STREQ(p.strInputPath, "/A/B/Profile/Input/");
+  EXPECT_STREQ(p.strPrinterPath, "/A/B/Config/Printer/");
+  EXPECT_STREQ(p.strChartProofPath, "/A/B/Chart/ChartProof/");
+  EXPECT_STREQ(p.strInkLevelPath, "/A/B/Profile/InkLevel/");
+  const char* names[] = {"",        "FMT",    "DRV",       "LIB",     "RPT",    "Profile",   "Config",
+                         "Chart",   "Template", "Printer", "Debug",   "Input",  "InputCMYK", "Monitor",
+                         "Output",  "Curve",  "NameColor", "InkLevel", "ChartLine", "ChartICC", "ChartProof"};
+  ASSERT_EQ((int)(sizeof names / sizeof names[0]), (int)APP_PATH_COUNT);
+  for (int i = 1; i < APP_PATH_COUNT; ++i) {
+    EXPECT_STREQ(CAppPath::GetPathName(i), names[i]);
+    std::string path = p.GetPath(i).GetString();
+    std::string tail = std::string("/") + names[i] + "/";
+    ASSERT_GE(path.size(), tail.size());
+    EXPECT_EQ(path.substr(path.size() - tail.size()), tail) << i;
+  }
+  EXPECT_EQ(CAppPath::GetPathName(APP_PATH_COUNT), nullptr);
+  EXPECT_TRUE(p.GetPath(-1).IsEmpty());
+}
+
+TEST(AppPath, InitFindsTheLibraryFile) {
+  Dl_info info;
+  ASSERT_NE(dladdr(reinterpret_cast<void*>(&AnxFloatToInt), &info), 0);
+  std::string lib = info.dli_fname;
+  std::string folder = lib.substr(0, lib.rfind('/') + 1);
+  CAppPath p;
+  EXPECT_TRUE(p.Init(nullptr));
+  EXPECT_EQ(std::string(p.strAppPath.GetString()), folder);
+  CAppPath q;
+  EXPECT_TRUE(q.Init(tqGetModuleInstance()));
+  EXPECT_STREQ(q.strFmtPath, p.strFmtPath);
+  // After start-up the global paths are these.
+  EXPECT_STREQ(g_AppPath.strAppPath, p.strAppPath);
+
+  // A handle that names no module: still 1, a message, the program's folder.
+  static int notAModule;
+  g_Error.ClearError();
+  CAppPath r;
+  EXPECT_TRUE(r.Init(reinterpret_cast<HINSTANCE>(&notAModule)));
+  EXPECT_TRUE(g_Error.IsError());
+  std::string exe = fs::read_symlink("/proc/self/exe").string();
+  EXPECT_EQ(std::string(r.strAppPath.GetString()), exe.substr(0, exe.rfind('/') + 1));
+  g_Error.ClearError();
+}
+
+TEST(AppPath, CreatePathMakesEveryDirectory) {
+  TempDir dir;
+  CAppPath p;
+  std::string root = dir / "install/here";
+  p.InitFromFolder(root.c_str());
+  EXPECT_TRUE(p.CreatePath()) << LastError();
+  for (int i = 0; i < APP_PATH_COUNT; ++i) EXPECT_TRUE(fs::is_directory(p.GetPath(i).GetString())) << i;
+  EXPECT_TRUE(p.CreatePath());
+
+  std::string blocker = dir / "file";
+  WriteAll(blocker, "x");
+  CAppPath bad;
+  bad.InitFromFolder((blocker + "/inside").c_str());
+  g_Error.ClearError();
+  EXPECT_TRUE(bad.CreatePath());  // returns 1 always; the failure is in g_Error
+  EXPECT_TRUE(g_Error.IsError());
+  EXPECT_NE(LastError().find(blocker), std::string::npos) << LastError();
+  g_Error.ClearError();
+}
+
+// ---------------------------------------------------------------------------
+// AEnvObj
+
+TEST(EnvObj, FactsWithoutADisplay) {
+  AEnvObj e;
+  EXPECT_TRUE(e.Init(FALSE));
+  EXPECT_EQ(e.nBitsPixel, 32);
+  EXPECT_EQ(e.nScreenWidth, 1920);
+  EXPECT_EQ(e.nScreenHeight, 1080);
+  EXPECT_EQ(e.nLogPixelsX, 96);
+  EXPECT_EQ(e.nLogPixelsY, 96);
+  EXPECT_EQ(e.nHorzSize, 508);
+  EXPECT_EQ(e.nVertSize, 286);
+  EXPECT_DOUBLE_EQ(e.dScreenResX, 96.0);
+  EXPECT_EQ(e.dScreenResY, e.dScreenResX);  // within tolerance: taken as one
+  EXPECT_EQ(sizeof(OSVERSIONINFOA), 148u);
+  EXPECT_EQ(e.osVersion.dwOSVersionInfoSize, 148u);
+  EXPECT_EQ(e.osVersion.dwPlatformId, 2u);
+  EXPECT_GT(e.osVersion.dwMajorVersion, 0u);
+  EXPECT_NE(std::string(e.osVersion.szCSDVersion).find("Linux"), std::string::npos);
+  EXPECT_EQ(e.sysInfo.dwPageSize, (DWORD)sysconf(_SC_PAGESIZE));
+  EXPECT_EQ(e.sysInfo.dwNumberOfProcessors, (DWORD)sysconf(_SC_NPROCESSORS_ONLN));
+  EXPECT_NE(e.sysInfo.dwActiveProcessorMask, 0u);
+
+  // A screen whose directions differ keeps them apart.
+  e.SetScreen(24, 2000, 1000, 120, 120, 400, 400);
+  EXPECT_DOUBLE_EQ(e.dScreenResX, 2000 / 400.0 * 25.4);
+  EXPECT_DOUBLE_EQ(e.dScreenResY, 1000 / 400.0 * 25.4);
+  e.SetScreen(24, 2000, 1000, 120, 90, 0, 0);  // size unknown: the logical resolution
+  EXPECT_DOUBLE_EQ(e.dScreenResX, 120.0);
+  EXPECT_DOUBLE_EQ(e.dScreenResY, 90.0);
+}
+
+}  // namespace
