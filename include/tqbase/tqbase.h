@@ -15,5 +15,14 @@
 #include "tqbase/cloopgrpopt.h"
 #include "tqbase/crstlines.h"
 #include "tqbase/ellipse.h"
+#include "tqbase/unittrans.h"
+#include "tqbase/abaseobj.h"
+#include "tqbase/adocobj.h"
+#include "tqbase/profile.h"
+#include "tqbase/aundo.h"
+#include "tqbase/argbtocmyk.h"
+#include "tqbase/inkcountinfo.h"
+#include "tqbase/statusprogress.h"
+#include "tqbase/tqbaseapp.h"
 
 #endif  // TQBASE_TQBASE_H

@@ -1,0 +1,390 @@
+// test_module.cpp - the module frame: start-up and shut-down order and
+// their effects, idempotence and restart, unload in a child process, the
+// ACV tables, AMsgSend with and without a main window, and the small
+// services that start-up brings up (undo store, ink counts, RGB-to-CMYK,
+// progress).
+#include <gtest/gtest.h>
+
+#include <tqbase/tqbase.h>
+
+#include "test_support.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+const char kVersion[] = "Korvel V1.0.1205 build 20120508";
+
+std::string ReadAll(const std::string& path) {
+  std::ifstream f(path, std::ios::binary);
+  std::stringstream ss;
+  ss << f.rdbuf();
+  return ss.str();
+}
+
+int CountOf(const std::string& text, const std::string& what) {
+  int n = 0;
+  for (size_t p = text.find(what); p != std::string::npos; p = text.find(what, p + 1)) ++n;
+  return n;
+}
+
+// Restores the started state and the profile store path whatever a test did.
+class ModuleTest : public ::testing::Test {
+protected:
+  void SetUp() override { m_store = AProfile::GetAppProfilePath(); }
+  void TearDown() override {
+    AProfile::SetAppProfilePath(m_store);
+    tqGetBaseApp()->InitInstance();
+  }
+  CString m_store;
+};
+
+TEST_F(ModuleTest, LoadingStartedTheLibrary) {
+  ASSERT_NE(tqGetBaseApp(), nullptr);
+  EXPECT_TRUE(CtqBaseApp::IsStarted());
+  EXPECT_STREQ(g_strAppVersion, kVersion);
+  EXPECT_EQ(tqGetBaseApp()->m_hInstance, tqGetModuleInstance());
+  EXPECT_NE(g_hCursor, nullptr);
+  EXPECT_TRUE(g_Undo.IsEmpty());
+  EXPECT_TRUE(g_RGBtoCMYK.IsReady());
+  EXPECT_TRUE(g_InputCMYK.IsReady());
+  EXPECT_FALSE(g_AppPath.strAppPath.IsEmpty());
+  EXPECT_EQ(g_EnvObj.nBitsPixel, 32);
+  EXPECT_NE(g_Flags.ResUnit, 0);
+  EXPECT_NE(g_Flags.SizeUnit, 0);
+  EXPECT_EQ(ACV::M[255][255], 65025);
+}
+
+TEST_F(ModuleTest, StartingTwiceChangesNothing) {
+  g_Flags.nLRSpace = 99;
+  g_Error.SetLastError("kept");
+  EXPECT_TRUE(tqGetBaseApp()->InitInstance());
+  EXPECT_EQ(g_Flags.nLRSpace, 99);
+  EXPECT_TRUE(g_Error.IsError());
+  g_Error.ClearError();
+}
+
+TEST_F(ModuleTest, ShutDownThenRestart) {
+  tqtest::HookCapture hooks;
+  void* leaked = AGlobalAllocPtr(GHND, 64);  // recorded, then left for the report
+  ASSERT_NE(leaked, nullptr);
+  EXPECT_EQ(tqGetBaseApp()->ExitInstance(), 0);
+  EXPECT_FALSE(CtqBaseApp::IsStarted());
+  std::string report = hooks.Trace();
+  EXPECT_EQ(CountOf(report, "程序中有用GlobalAlloc函数申请的堆空间没有释放--------\n"), 1) << report;
+  EXPECT_NE(report.find("memory is leak,File: "), std::string::npos) << report;
+  EXPECT_NE(report.find("test_module.cpp"), std::string::npos) << report;
+  // Shut-down stopped the engines; it wrote no settings and ran once only.
+  EXPECT_FALSE(g_RGBtoCMYK.IsReady());
+  EXPECT_FALSE(g_InputCMYK.IsReady());
+  hooks.Clear();
+  EXPECT_EQ(tqGetBaseApp()->ExitInstance(), 0);
+  EXPECT_EQ(hooks.Trace(), "");
+
+  // Start again: the registers are empty, the error record clear, the
+  // version set again, the engines back.
+  g_Error.SetLastError("stale");
+  g_strAppVersion.Empty();
+  EXPECT_TRUE(tqGetBaseApp()->InitInstance());
+  EXPECT_TRUE(CtqBaseApp::IsStarted());
+  EXPECT_EQ(AGV::GetGlobalAllocCount(), 0);
+  EXPECT_FALSE(g_Error.IsError());
+  EXPECT_STREQ(g_strAppVersion, kVersion);
+  EXPECT_TRUE(g_RGBtoCMYK.IsReady());
+  AGV::_RAGlobalFreePtr(leaked);  // no longer recorded: the release form
+  EXPECT_EQ(hooks.Assertions(), 0);
+}
+
+// Start-up sets the flags to their defaults and then loads the profile
+// store over them; the paths come from the library's folder.
+TEST_F(ModuleTest, StartUpLoadsThePreferencesAfterTheDefaults) {
+  std::string store = (std::filesystem::temp_directory_path() / ("tqmodule." + std::to_string(getpid()) + ".ini"))
+                          .string();
+  {
+    std::ofstream f(store, std::ios::binary);
+    f << "[GeneralParams\\GlobalFlags]\r\nShowRuler=0\r\nResUnit=3\r\nDefaultFontName=Arial\r\n";
+  }
+  AProfile::SetAppProfilePath(store.c_str());
+  tqGetBaseApp()->ExitInstance();
+  g_Flags.nTBSpace = 1;      // not in the store: back to its default
+  g_Flags.dDefRes = 1234;    // replaced by 600 dpi, then carried into unit 3
+  g_AppPath.strAppPath = "/elsewhere/";
+  ASSERT_TRUE(tqGetBaseApp()->InitInstance());
+  EXPECT_EQ(g_Flags.ShowRuler, 0);
+  EXPECT_EQ(g_Flags.ResUnit, RESUNIT_DPMM);
+  EXPECT_STREQ(g_Flags.strDefaultFontName, "Arial");
+  EXPECT_EQ(g_Flags.nTBSpace, 30);
+  EXPECT_DOUBLE_EQ(g_Flags.dDefRes, 600 / 25.4);
+  CAppPath own;
+  own.Init(nullptr);
+  EXPECT_STREQ(g_AppPath.strAppPath, own.strAppPath);
+  std::remove(store.c_str());
+
+  // Shut-down wrote nothing back.
+  g_Flags.ShowRuler = 1;
+  tqGetBaseApp()->ExitInstance();
+  EXPECT_FALSE(std::filesystem::exists(store));
+  AProfile::SetAppProfilePath(m_store);
+  tqGetBaseApp()->InitInstance();
+}
+
+// Unloading in a child process: the leak report of shut-down comes first,
+// exactly once, and the application object's destructor line last.
+int g_traceFd = -1;
+void FileSink(const char* text) {
+  if (g_traceFd >= 0) {
+    ssize_t ignored = write(g_traceFd, text, std::strlen(text));
+    (void)ignored;
+  }
+}
+
+TEST(ModuleUnload, ShutDownRunsOnceBeforeTheObjectsGo) {
+  std::string trace = (std::filesystem::temp_directory_path() / ("tqunload." + std::to_string(getpid()) + ".txt"))
+                          .string();
+  fflush(nullptr);
+  pid_t pid = fork();
+  ASSERT_GE(pid, 0);
+  if (pid == 0) {
+    g_traceFd = open(trace.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    tqSetTraceSink(&FileSink);
+    AGlobalAllocPtr(GHND, 16);  // left for the report
+    tqGetBaseApp()->ExitInstance();
+    tqGetBaseApp()->InitInstance();
+    AGlobalAllocPtr(GHND, 32);
+    std::exit(0);  // static destruction: the loader's shut-down, then theApp's destructor
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(pid, &status, 0), pid);
+  ASSERT_TRUE(WIFEXITED(status));
+  std::string text = ReadAll(trace);
+  std::remove(trace.c_str());
+  EXPECT_EQ(CountOf(text, "程序中有用GlobalAlloc函数申请的堆空间没有释放--------\n"), 2) << text;
+  EXPECT_EQ(CountOf(text, "以上是用GlobalAlloc函数申请的没有释放的堆空间地址--------\n\n"), 2) << text;
+  const std::string last = "CtqBaseApp::~CtqBaseApp()";
+  ASSERT_GE(text.size(), last.size()) << text;
+  EXPECT_EQ(text.substr(text.size() - last.size()), last) << text;
+  EXPECT_EQ(CountOf(text, last), 1);
+}
+
+TEST(ACVTables, ProductsAndQuotients) {
+  for (int a = 0; a < 256; ++a)
+    for (int b = 0; b < 256; ++b) {
+      ASSERT_EQ(ACV::M[a][b], a * b) << a << "*" << b;
+      ASSERT_EQ(ACV::Dbff[ACV::M[a][b]], a * b / 255) << a << "*" << b;
+    }
+  for (int v = 0; v < 65026; ++v) ASSERT_EQ(ACV::Dbff[v], v / 255) << v;
+  EXPECT_EQ(sizeof ACV::Dbff, 65026u);
+  EXPECT_TRUE(ACV::Init());
+}
+
+// ---------------------------------------------------------------------------
+// AMsgSend
+
+struct MainWindowLog {
+  int sends = 0, posts = 0;
+  UINT message = 0, wParam = 0;
+  LONG lParam = 0;
+};
+LONG SendProc(void* context, UINT message, UINT wParam, LONG lParam) {
+  auto* log = static_cast<MainWindowLog*>(context);
+  ++log->sends;
+  log->message = message;
+  log->wParam = wParam;
+  log->lParam = lParam;
+  return (LONG)(message + wParam) - lParam;
+}
+BOOL PostProc(void* context, UINT, UINT, LONG lParam) {
+  ++static_cast<MainWindowLog*>(context)->posts;
+  return lParam >= 0;
+}
+
+TEST(MsgSend, WithAndWithoutAMainWindow) {
+  EXPECT_EQ(AMsgSend::ToMain(0x400, 1, 2), 0);
+  EXPECT_FALSE(AMsgSend::PostToMain(0x400, 1, 2));
+
+  MainWindowLog log;
+  AMsgSend::SetMainWindow(&SendProc, &PostProc, &log);
+  EXPECT_EQ(AMsgSend::ToMain(0x401, 5, -7), 0x401 + 5 + 7);
+  EXPECT_EQ(log.sends, 1);
+  EXPECT_EQ(log.message, 0x401u);
+  EXPECT_EQ(log.wParam, 5u);
+  EXPECT_EQ(log.lParam, -7);
+  EXPECT_TRUE(AMsgSend::PostToMain(0x402, 0, 1));
+  EXPECT_FALSE(AMsgSend::PostToMain(0x402, 0, -1));  // the post's own result
+  EXPECT_EQ(log.posts, 2);
+
+  // A window that can be sent to but not posted to.
+  AMsgSend::SetMainWindow(&SendProc, nullptr, &log);
+  EXPECT_FALSE(AMsgSend::PostToMain(0x402, 0, 1));
+  EXPECT_EQ(log.posts, 2);
+
+  // Gone: nothing reaches it.
+  AMsgSend::SetMainWindow(nullptr, nullptr, &log);
+  EXPECT_EQ(AMsgSend::ToMain(0x401, 5, -7), 0);
+  EXPECT_FALSE(AMsgSend::PostToMain(0x402, 0, 1));
+  EXPECT_EQ(log.sends, 1);
+  EXPECT_EQ(log.posts, 2);
+}
+
+// ---------------------------------------------------------------------------
+// Services
+
+TEST(Undo, StackWithLimits) {
+  AUndo u;
+  UINT type = 0;
+  CArray<BYTE, BYTE> data;
+  EXPECT_FALSE(u.Pop(&type, data));
+  EXPECT_EQ(u.Peek(), nullptr);
+  EXPECT_TRUE(u.Push(1, "abc", 3));
+  EXPECT_TRUE(u.Push(2, nullptr, 0));
+  EXPECT_TRUE(u.Push(3, "hello", 5));
+  EXPECT_EQ(u.GetCount(), 3);
+  EXPECT_EQ(u.GetBytes(), 8u);
+  ASSERT_NE(u.Peek(), nullptr);
+  EXPECT_EQ(u.Peek()->nType, 3u);
+  ASSERT_TRUE(u.Pop(&type, data));
+  EXPECT_EQ(type, 3u);
+  ASSERT_EQ(data.GetSize(), 5);
+  EXPECT_EQ(std::string((const char*)data.GetData(), 5), "hello");
+  EXPECT_EQ(u.GetBytes(), 3u);
+  // Limits drop the oldest steps.
+  u.SetLimits(2, 0);
+  EXPECT_TRUE(u.Push(4, "x", 1));
+  EXPECT_EQ(u.GetCount(), 2);
+  ASSERT_TRUE(u.Pop(&type, data));
+  EXPECT_EQ(type, 4u);
+  ASSERT_TRUE(u.Pop(&type, data));
+  EXPECT_EQ(type, 2u);
+  EXPECT_TRUE(u.IsEmpty());
+  u.SetLimits(0, 10);
+  EXPECT_FALSE(u.Push(5, "0123456789A", 11));  // larger than the store
+  EXPECT_TRUE(u.Push(5, "01234", 5));
+  EXPECT_TRUE(u.Push(6, "01234", 5));
+  EXPECT_TRUE(u.Push(7, "0", 1));
+  EXPECT_EQ(u.GetCount(), 2);
+  EXPECT_LE(u.GetBytes(), 10u);
+  tqtest::HookCapture hooks;
+  EXPECT_FALSE(u.Push(8, nullptr, 4));
+  EXPECT_EQ(hooks.Assertions(), 1);
+  EXPECT_TRUE(u.Empty());
+  EXPECT_EQ(u.GetBytes(), 0u);
+}
+
+TEST(InkCount, AgreesWithPixelByPixelCount) {
+  ASSERT_TRUE(CInkCountInfo::InitMap());
+  std::mt19937 rng(11);
+  for (int iter = 0; iter < 2000; ++iter) {
+    int bpp = 1 << (rng() % 4);
+    std::vector<BYTE> line(rng() % 40);
+    for (BYTE& b : line) b = (BYTE)rng();
+    unsigned long long dots = 0, levels = 0;
+    for (BYTE b : line)
+      for (int shift = 8 - bpp; shift >= 0; shift -= bpp) {
+        int px = (b >> shift) & ((1 << bpp) - 1);
+        dots += px != 0;
+        levels += (unsigned)px;
+      }
+    ASSERT_EQ(CInkCountInfo::CountDots(line.data(), (DWORD)line.size(), bpp), dots) << "bpp " << bpp;
+    ASSERT_EQ(CInkCountInfo::CountLevels(line.data(), (DWORD)line.size(), bpp), levels) << "bpp " << bpp;
+  }
+  CInkCountInfo info;
+  const BYTE line[] = {0xF0, 0x01};
+  EXPECT_TRUE(info.AddLine(3, line, 2, 1));
+  EXPECT_TRUE(info.AddLine(3, line, 2, 4));
+  EXPECT_EQ(info.ullDots[3], 5u + 2u);
+  EXPECT_EQ(info.ullLevels[3], 5u + 15u + 1u);
+  EXPECT_FALSE(info.AddLine(16, line, 2, 1));
+  EXPECT_FALSE(info.AddLine(0, line, 2, 3));
+  EXPECT_FALSE(info.AddLine(0, nullptr, 2, 1));
+  EXPECT_EQ(CInkCountInfo::CountDots(line, 2, 5), 0u);
+  info.Reset();
+  EXPECT_EQ(info.ullDots[3], 0u);
+}
+
+TEST(RGBToCMYK, GreyComponentReplacement) {
+  ARGBToCMYK e;
+  BYTE out[4];
+  EXPECT_FALSE(e.ConvertColor(RGB(1, 2, 3), out));  // not ready before Init
+  ASSERT_TRUE(e.Init());
+  std::mt19937 rng(8);
+  for (int iter = 0; iter < 20000; ++iter) {
+    BYTE rgb[3] = {(BYTE)rng(), (BYTE)rng(), (BYTE)rng()};
+    ASSERT_TRUE(e.Convert(rgb, out, 1));
+    int m = std::max({rgb[0], rgb[1], rgb[2]});
+    ASSERT_EQ(out[3], 255 - m);
+    for (int c = 0; c < 3; ++c) {
+      double expect = m == 0 ? 0 : (m - rgb[c]) * 255.0 / m;
+      ASSERT_LE(std::fabs(out[c] - expect), 0.51)
+          << "repro: rgb {" << (int)rgb[0] << ", " << (int)rgb[1] << ", " << (int)rgb[2] << "} channel " << c;
+    }
+  }
+  ASSERT_TRUE(e.ConvertColor(RGB(255, 0, 0), out));
+  EXPECT_EQ(out[0], 0);
+  EXPECT_EQ(out[1], 255);
+  EXPECT_EQ(out[2], 255);
+  EXPECT_EQ(out[3], 0);
+  EXPECT_FALSE(e.Convert(nullptr, out, 1));
+  EXPECT_TRUE(e.Convert(nullptr, nullptr, 0));
+  e.Exit();
+  EXPECT_FALSE(e.IsReady());
+}
+
+struct ProgressLog {
+  std::vector<int> positions;
+  std::string text;
+  BOOL active = FALSE;
+};
+void ProgressProc(void* context, int pos, int, int, const char* text, BOOL active) {
+  auto* log = static_cast<ProgressLog*>(context);
+  log->positions.push_back(pos);
+  log->text = text;
+  log->active = active;
+}
+
+TEST(Progress, RangeClampAndCallback) {
+  AStatusProgress p;
+  ProgressLog log;
+  EXPECT_EQ(p.SetCallback(&ProgressProc, &log), nullptr);
+  p.Begin("Ripping", 10, 0);  // swapped into 0..10
+  int lo = -1, hi = -1;
+  p.GetRange(lo, hi);
+  EXPECT_EQ(lo, 0);
+  EXPECT_EQ(hi, 10);
+  EXPECT_TRUE(p.IsActive());
+  p.SetStep(4);
+  p.StepIt();
+  p.StepIt();
+  p.StepIt();  // clamped at 10
+  EXPECT_EQ(p.GetPos(), 10);
+  EXPECT_EQ(p.GetPercent(), 100);
+  p.SetPos(-5);
+  EXPECT_EQ(p.GetPos(), 0);
+  p.OffsetPos(0x7FFFFFFF);
+  EXPECT_EQ(p.GetPos(), 10);
+  p.SetText("Done");
+  EXPECT_STREQ(p.GetText(), "Done");
+  EXPECT_EQ(log.text, "Done");
+  EXPECT_EQ((std::vector<int>{0, 4, 8, 10, 0, 10, 10}), log.positions);
+  p.End();
+  EXPECT_FALSE(log.active);
+  EXPECT_FALSE(p.IsActive());
+  p.SetRange(5, 5);
+  EXPECT_EQ(p.GetPercent(), 0);
+  EXPECT_EQ(p.SetCallback(nullptr, nullptr), &ProgressProc);
+}
+
+}  // namespace
