@@ -12,6 +12,7 @@
 // Relies on CRstLines (regions and their algebra), CEllipse (circles,
 // ellipses, turned rectangles) and ACycle (the repeat).
 #include "command.h"
+#include "demo.h"
 
 #include <tqbase/tqbase.h>
 
@@ -781,6 +782,23 @@ void Setup(CLI::App& app) {
   });
 }
 
+// Demo step: the built-in textile motif on its half-drop repeat, written to
+// region-demo.png in the current directory.
+bool DemoRegion() {
+  Job job;
+  std::string err;
+  std::istringstream in(kSampleText);
+  if (!ParseShapesText(in, "sample", &job, &err)) {
+    std::fprintf(stderr, "tqbase demo: %s\n", err.c_str());
+    return false;
+  }
+  std::printf("sample motif (tools/samples/shapes.txt): %zu shapes\n", job.shapes.size());
+  Options o;
+  o.invert = true;
+  return RunJob(job, o, "region-demo.png") == 0;
+}
+
 }  // namespace
 
 TQ_REGISTER_COMMAND("40-region", Setup);
+TQ_REGISTER_DEMO_STEP("50-region", "Regions on a half-drop repeat (tqbase region --sample)", DemoRegion);

@@ -1,0 +1,372 @@
+// cmd_basic.cpp - the basic subcommands: `version`, `units` (lengths and
+// resolutions between units), `prefs` (show, save, load and set the
+// preference flags), `paths` (the installation's directories) and `demo`,
+// with the demo-step registry that other commands add to (demo.h).
+//
+// Relies on the module's start-up having run at load: g_Flags holds the
+// defaults and the profile store's preferences, g_AppPath the directories.
+#include "command.h"
+#include "demo.h"
+
+#include <tqbase/tqbase.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+// ---------------------------------------------------------------------------
+// The demo-step registry
+
+namespace tqtool {
+namespace {
+struct DemoStep {
+  std::string order, title;
+  DemoStepFn step;
+};
+std::vector<DemoStep>& DemoSteps() {
+  static std::vector<DemoStep> steps;
+  return steps;
+}
+}  // namespace
+
+DemoStepRegistrar::DemoStepRegistrar(const char* order, const char* title, DemoStepFn step) {
+  DemoSteps().push_back({order, title, step});
+}
+}  // namespace tqtool
+
+namespace {
+
+int Fail(const std::string& message) {
+  std::fprintf(stderr, "tqbase: %s\n", message.c_str());
+  tqtool::ToolExit(1);
+  return 1;
+}
+
+std::string LastError() {
+  CString text;
+  g_Error.GetLastError(text);
+  return text.IsEmpty() ? std::string("unknown error") : std::string(text.GetString());
+}
+
+// ---------------------------------------------------------------------------
+// Units as typed on the command line
+
+struct UnitName {
+  const char* name;
+  bool resolution;  // a resolution unit, else a size unit
+  int unit;
+};
+
+const UnitName kUnitNames[] = {
+    {"px", false, SIZEUNIT_PIXEL},   {"pixel", false, SIZEUNIT_PIXEL}, {"pixels", false, SIZEUNIT_PIXEL},
+    {"sm", false, SIZEUNIT_SM},      {"0.01mm", false, SIZEUNIT_SM},   {"mm", false, SIZEUNIT_MM},
+    {"cm", false, SIZEUNIT_CM},      {"m", false, SIZEUNIT_M},         {"in", false, SIZEUNIT_INCH},
+    {"inch", false, SIZEUNIT_INCH},  {"inches", false, SIZEUNIT_INCH}, {"dpi", true, RESUNIT_DPI},
+    {"dpsm", true, RESUNIT_DPSM},    {"dpmm", true, RESUNIT_DPMM},     {"dpcm", true, RESUNIT_DPCM},
+    {"dpm", true, RESUNIT_DPM},
+};
+
+const char* const kSizeShort[] = {"", "px", "sm", "mm", "cm", "m", "in"};
+const char* const kResShort[] = {"", "dpi", "dpsm", "dpmm", "dpcm", "dpm"};
+
+const char kUnitHelp[] =
+    "size units: px, sm (0.01 mm), mm, cm, m, in; resolution units: dpi, dpsm (dots per 0.01 mm), dpmm, "
+    "dpcm, dpm";
+
+std::string Lower(std::string s) {
+  for (char& c : s)
+    if (c >= 'A' && c <= 'Z') c = (char)(c - 'A' + 'a');
+  return s;
+}
+
+// A unit by its short name (any case) or by the library's display name.
+bool FindUnit(const std::string& text, UnitName* out) {
+  std::string key = Lower(text);
+  for (const UnitName& u : kUnitNames)
+    if (key == u.name) {
+      *out = u;
+      return true;
+    }
+  CString name;
+  for (int u = 1; u <= 6; ++u)
+    if (SizeUnitString(name, u) > 0 && text == name.GetString()) {
+      *out = {kSizeShort[u], false, u};
+      return true;
+    }
+  for (int u = 1; u <= 5; ++u)
+    if (ResUnitString(name, u) > 0 && text == name.GetString()) {
+      *out = {kResShort[u], true, u};
+      return true;
+    }
+  return false;
+}
+
+// "25.4", "25.4mm", "300 dpi": the number and the unit text after it.
+bool SplitQuantity(const std::string& text, double* value, std::string* unit) {
+  if (text.empty()) return false;
+  errno = 0;
+  char* end = nullptr;
+  double v = std::strtod(text.c_str(), &end);
+  if (end == text.c_str() || errno == ERANGE || !std::isfinite(v)) return false;
+  std::string rest(end);
+  rest.erase(0, rest.find_first_not_of(" \t"));
+  *value = v;
+  *unit = rest;
+  return true;
+}
+
+// At most digits decimals, without trailing zeros ("11.8", not "11.8000").
+std::string Number(double v, int digits) {
+  std::string s = AnxFloatPrecisionString(v, digits, TRUE).GetString();
+  if (s.find('.') != std::string::npos) {
+    s.erase(s.find_last_not_of('0') + 1);
+    if (s.back() == '.') s.pop_back();
+  }
+  return s;
+}
+
+struct UnitsOptions {
+  std::vector<std::string> args;
+  std::string res;
+  int digits = 4;
+};
+
+int RunUnits(const UnitsOptions& o) {
+  double value = 0;
+  std::string valueUnit;
+  if (o.args.empty() || !SplitQuantity(o.args[0], &value, &valueUnit))
+    return Fail("'" + (o.args.empty() ? std::string() : o.args[0]) + "' is not a number");
+  // VALUE FROM TO, or VALUE+FROM TO.
+  std::vector<std::string> names;
+  if (!valueUnit.empty()) names.push_back(valueUnit);
+  names.insert(names.end(), o.args.begin() + 1, o.args.end());
+  if (names.size() != 2) return Fail("give a value, the unit it is in and the unit to convert to, e.g. 25.4 mm px");
+  UnitName from, to;
+  if (!FindUnit(names[0], &from)) return Fail("unknown unit '" + names[0] + "' (" + kUnitHelp + ")");
+  if (!FindUnit(names[1], &to)) return Fail("unknown unit '" + names[1] + "' (" + kUnitHelp + ")");
+  if (from.resolution != to.resolution)
+    return Fail(std::string("cannot convert ") + (from.resolution ? "a resolution" : "a length") + " (" +
+                from.name + ") into " + (to.resolution ? "a resolution" : "a length") + " (" + to.name + ")");
+  if (from.resolution) {
+    if (!(value > 0)) return Fail("a resolution must be greater than 0");
+    double r = ConvertRes(value, from.unit, to.unit, FALSE);
+    std::printf("%s %s = %s %s\n", Number(value, o.digits).c_str(), kResShort[from.unit],
+                Number(r, o.digits).c_str(), kResShort[to.unit]);
+    return 0;
+  }
+  // The resolution for pixel conversions: --res, else the user's default.
+  double res = g_Flags.dDefRes;
+  int resUnit = g_Flags.ResUnit;
+  bool given = !o.res.empty();
+  if (given) {
+    std::string unitText;
+    if (!SplitQuantity(o.res, &res, &unitText)) return Fail("'" + o.res + "' is not a resolution, e.g. 300dpi");
+    if (!unitText.empty()) {
+      UnitName u;
+      if (!FindUnit(unitText, &u) || !u.resolution)
+        return Fail("unknown resolution unit '" + unitText + "' (dpi, dpsm, dpmm, dpcm, dpm)");
+      resUnit = u.unit;
+    }
+  }
+  if (!IsValidRes(res, resUnit))
+    return Fail("resolution " + Number(res, o.digits) + " " + kResShort[resUnit] +
+                " is outside 1 to 20000 dpi");
+  double r = ConvertSize(value, from.unit, to.unit, res, resUnit, FALSE);
+  std::printf("%s %s = %s %s", Number(value, o.digits).c_str(), kSizeShort[from.unit],
+              Number(r, o.digits).c_str(), kSizeShort[to.unit]);
+  if (from.unit == SIZEUNIT_PIXEL || to.unit == SIZEUNIT_PIXEL)
+    std::printf("  (at %s %s%s)", Number(res, o.digits).c_str(), kResShort[resUnit],
+                given ? "" : ", the default resolution");
+  std::printf("\n");
+  return 0;
+}
+
+void SetupUnits(CLI::App& app) {
+  auto opts = std::make_shared<UnitsOptions>();
+  CLI::App* cmd = app.add_subcommand("units", "Convert a length or a resolution between units");
+  cmd->footer(std::string("Examples:\n  tqbase units 25.4 mm px --res 300dpi\n  tqbase units 11.8dpmm dpi\n"
+                          "  tqbase units 1800 mm in\n\nUnits: ") +
+              kUnitHelp + ". Pixel conversions use --res, else the default resolution of the preferences.");
+  cmd->add_option("args", opts->args, "VALUE [FROM] TO, e.g. 25.4 mm px or 300dpi dpmm")->required()->expected(2, 3);
+  cmd->add_option("--res", opts->res, "resolution for pixel conversions, e.g. 300dpi or 11.8dpmm");
+  cmd->add_option("--digits", opts->digits, "decimals to show (0 to 10)")->check(CLI::Range(0, 10));
+  cmd->callback([opts] { RunUnits(*opts); });
+}
+
+// ---------------------------------------------------------------------------
+// Version, paths, preferences
+
+void PrintVersion() {
+  std::printf("%s\n", g_strAppVersion.GetString());
+  std::printf("library folder: %s\n", g_AppPath.strAppPath.GetString());
+}
+
+void SetupVersion(CLI::App& app) {
+  CLI::App* cmd = app.add_subcommand("version", "Show the library's version");
+  cmd->callback([] { PrintVersion(); });
+}
+
+void PrintPaths(bool all) {
+  for (int i = 0; i < APP_PATH_COUNT; ++i) {
+    if (!all && i != APP_PATH_ROOT && i != APP_PATH_PROFILE && i != APP_PATH_INPUT && i != APP_PATH_PRINTER)
+      continue;
+    const char* name = CAppPath::GetPathName(i);
+    std::printf("  %-10s %s\n", *name ? name : "(install)", g_AppPath.GetPath(i).GetString());
+  }
+}
+
+void SetupPaths(CLI::App& app) {
+  auto create = std::make_shared<bool>(false);
+  CLI::App* cmd = app.add_subcommand("paths", "List the data directories under the library's folder");
+  cmd->add_flag("--create", *create, "create the directories that are missing");
+  cmd->callback([create] {
+    PrintPaths(true);
+    if (*create) {
+      g_Error.ClearError();
+      g_AppPath.CreatePath();
+      if (g_Error.IsError()) Fail(LastError());
+    }
+  });
+}
+
+void PrintPrefs(const AGFLAGS& flags) {
+  std::printf("[GlobalFlags]\n");
+  for (int k = 0; k < AGFLAGS::GetKeyCount(); ++k)
+    std::printf("%s=%s\n", AGFLAGS::GetKeyName(k), flags.GetKeyValue(k).GetString());
+}
+
+struct PrefsOptions {
+  std::string file, key, value;
+};
+
+void SetupPrefs(CLI::App& app) {
+  auto opts = std::make_shared<PrefsOptions>();
+  CLI::App* cmd = app.add_subcommand("prefs", "Show, save, load or set the preference flags");
+  cmd->require_subcommand(1);
+
+  CLI::App* show = cmd->add_subcommand("show", "Show the preferences (defaults, then the profile store)");
+  show->callback([] {
+    std::printf("; profile store: %s\n", AProfile::GetAppProfilePath().GetString());
+    PrintPrefs(g_Flags);
+  });
+
+  CLI::App* save = cmd->add_subcommand("save", "Save the preferences to an INI file (section GlobalFlags)");
+  save->add_option("FILE", opts->file, "INI file to write")->required();
+  save->callback([opts] {
+    if (!g_Flags.SaveToProfile(opts->file.c_str())) {
+      Fail(LastError());
+      return;
+    }
+    std::printf("saved %d keys to %s\n", AGFLAGS::GetKeyCount(), opts->file.c_str());
+  });
+
+  CLI::App* load = cmd->add_subcommand("load", "Load the preferences from an INI file and show them");
+  load->add_option("FILE", opts->file, "INI file to read")->required();
+  load->callback([opts] {
+    if (!g_Flags.LoadFromProfile(opts->file.c_str())) {
+      Fail(LastError());
+      return;
+    }
+    PrintPrefs(g_Flags);
+  });
+
+  CLI::App* set = cmd->add_subcommand("set", "Set one preference and save it to the profile store");
+  set->add_option("KEY", opts->key, "the key, as `prefs show` lists it")->required();
+  set->add_option("VALUE", opts->value, "the new value")->required();
+  set->callback([opts] {
+    if (!g_Flags.SetKeyValue(opts->key.c_str(), opts->value.c_str())) {
+      Fail("'" + opts->value + "' is not a value for '" + opts->key + "' (see `tqbase prefs show` for the keys)");
+      return;
+    }
+    if (!g_Flags.SaveToProfile()) {
+      Fail(LastError());
+      return;
+    }
+    std::printf("%s=%s saved to %s\n", opts->key.c_str(), opts->value.c_str(),
+                AProfile::GetAppProfilePath().GetString());
+  });
+}
+
+// ---------------------------------------------------------------------------
+// The demo and its first steps
+
+bool DemoVersion() {
+  PrintVersion();
+  return true;
+}
+
+bool DemoPaths() {
+  PrintPaths(false);
+  std::printf("  ... %d directories in all (tqbase paths)\n", (int)APP_PATH_COUNT);
+  return true;
+}
+
+bool DemoUnits() {
+  CString mm, px, dpi, dpmm;
+  SizeUnitString(mm, SIZEUNIT_MM);
+  SizeUnitString(px, SIZEUNIT_PIXEL);
+  ResUnitString(dpi, RESUNIT_DPI);
+  ResUnitString(dpmm, RESUNIT_DPMM);
+  std::printf("  25.4 mm at 300 dpi     = %d px\n", ToNPIXEL(25.4, 300, RESUNIT_DPI, SIZEUNIT_MM));
+  std::printf("  1800 mm                = %s in\n", Number(ToINCH(1800, 0, 0, SIZEUNIT_MM), 3).c_str());
+  std::printf("  11.8 dpmm              = %d dpi\n", ToNDPI(11.8, RESUNIT_DPMM));
+  std::printf("  720 dpi                = %s dpmm\n", Number(ConvertRes(720, RESUNIT_DPI, RESUNIT_DPMM), 4).c_str());
+  std::printf("  300 dpi == 300.6 dpi?  %s (tolerance %s dpi)\n", EqualRes(300, 300.6, RESUNIT_DPI) ? "yes" : "no",
+              Number(DefResPrecision(RESUNIT_DPI), 1).c_str());
+  std::printf("  unit names: %s, %s, %s, %s\n", mm.GetString(), px.GetString(), dpi.GetString(), dpmm.GetString());
+  double zoom = 1;
+  std::printf("  zoom out from 1:1     ");
+  for (int i = 0; i < 5; ++i) {
+    AnxZoomOutRatio(zoom);
+    std::printf(" 1/%s", Number(1 / zoom, 0).c_str());
+  }
+  std::printf("\n");
+  return ToNPIXEL(25.4, 300, RESUNIT_DPI, SIZEUNIT_MM) == 300;
+}
+
+bool DemoPrefs() {
+  std::printf("  default unit: %d, default resolution: %s, page %s x %s mm\n", (int)g_Flags.SizeUnit,
+              Number(g_Flags.dDefRes, 2).c_str(), Number(g_Flags.dDefWidth, 0).c_str(),
+              Number(g_Flags.dDefHeight, 0).c_str());
+  std::printf("  profile store: %s\n", AProfile::GetAppProfilePath().GetString());
+  return true;
+}
+
+TQ_REGISTER_DEMO_STEP("10-version", "Library", DemoVersion);
+TQ_REGISTER_DEMO_STEP("20-paths", "Data directories", DemoPaths);
+TQ_REGISTER_DEMO_STEP("30-units", "Units and resolutions", DemoUnits);
+TQ_REGISTER_DEMO_STEP("40-prefs", "Preferences", DemoPrefs);
+
+void SetupDemo(CLI::App& app) {
+  CLI::App* cmd = app.add_subcommand("demo", "Run the built-in demonstration of the library");
+  cmd->callback([] {
+    auto steps = tqtool::DemoSteps();
+    std::stable_sort(steps.begin(), steps.end(), [](const auto& a, const auto& b) { return a.order < b.order; });
+    bool ok = true;
+    for (const auto& s : steps) {
+      std::printf("== %s\n", s.title.c_str());
+      std::fflush(stdout);
+      if (!s.step()) {
+        std::fprintf(stderr, "tqbase: demo step '%s' failed\n", s.title.c_str());
+        ok = false;
+      }
+      std::printf("\n");
+    }
+    if (!ok) tqtool::ToolExit(1);
+  });
+}
+
+}  // namespace
+
+TQ_REGISTER_COMMAND("00-version", SetupVersion);
+TQ_REGISTER_COMMAND("01-demo", SetupDemo);
+TQ_REGISTER_COMMAND("10-units", SetupUnits);
+TQ_REGISTER_COMMAND("11-prefs", SetupPrefs);
+TQ_REGISTER_COMMAND("12-paths", SetupPaths);
