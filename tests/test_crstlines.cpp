@@ -590,6 +590,13 @@ TEST(CRstLinesBoolean, StatedCases) {
   ASSERT_EQ(out.GetSize(), 1);
   EXPECT_EQ(out[0]->rcBox.top, 0);
   EXPECT_EQ(out[0]->rcBox.bottom, 2);
+  // The other way round, the empty row between them ends a piece: one
+  // piece over rows 0..3 would hold 4 rows and 3 runs, which is invalid.
+  ASSERT_TRUE(CRstLines::ORPolylines(top, below2, &out));
+  ASSERT_EQ(out.GetSize(), 2);
+  EXPECT_TRUE(CRstLines::IsEqual(out[0], top));
+  EXPECT_TRUE(CRstLines::IsEqual(out[1], below2));
+  EXPECT_TRUE(Banded(&out));
   CRstLines::Release(&out);
   RSRLINE* norun = new RSRLINE;
   EXPECT_FALSE(CRstLines::ORPolylines(norun, top, &out));
@@ -600,6 +607,273 @@ TEST(CRstLinesBoolean, StatedCases) {
   for (RSRLINE* q : {p1, p2, r1, r2, r3, top, below1, below2, norun}) delete q;
   CRstLines::Delete(A);
   CRstLines::Delete(D);
+}
+
+// ---- the fast sweep against the general one -----------------------------------------
+//
+// Operands made of well-formed pieces with disjoint row ranges take the
+// fast sweep; the very same pixel sets with one row repeated as an extra,
+// overlapping piece (arrays) or with two runs of a row swapped (pieces) go
+// through the general, normalising sweep. Both must give identical pieces.
+
+namespace {
+
+typedef std::vector<std::vector<std::pair<int, int>>> Rows;
+
+// Rows of sorted, non-touching runs. Row kinds are mixed so that every
+// kernel case turns up: empty rows, one-run rows, long rows (16 runs and
+// more take the binary searches), and short gaps and lengths so that runs
+// of the two operands touch, nest and cross often. base shifts x, kept
+// in long long until the caller's range check.
+Rows RandomRows(std::mt19937& rng, int rows, long long base, bool allowEmpty) {
+  Rows r((size_t)rows);
+  for (auto& row : r) {
+    int kind = (int)(rng() % 8);
+    int n = kind == 0 ? (allowEmpty ? 0 : 1) : kind == 1 ? 1 : kind == 2 ? 16 + (int)(rng() % 30) : 1 + (int)(rng() % 8);
+    long long x = base + (long long)(rng() % 6);
+    for (int i = 0; i < n; ++i) {
+      long long len = 1 + (long long)(rng() % (kind == 1 ? 40 : 4));
+      row.push_back({(int)x, (int)(x + len - 1)});
+      x += len + 1 + (long long)(rng() % 3);
+    }
+  }
+  return r;
+}
+
+std::string RowsCode(int top, const Rows& rows) {
+  std::ostringstream o;
+  o << "MakePiece(" << top << ", {";
+  for (size_t k = 0; k < rows.size(); ++k) {
+    o << (k ? ", " : "") << "{";
+    for (size_t i = 0; i < rows[k].size(); ++i)
+      o << (i ? ", " : "") << "{" << rows[k][i].first << ", " << rows[k][i].second << "}";
+    o << "}";
+  }
+  o << "})";
+  return o.str();
+}
+
+struct RandomArray {
+  std::vector<std::pair<int, Rows>> pieces;  // (top, rows)
+  std::string code;
+  CRasterArray* Make() const {
+    CRasterArray* a = new CRasterArray;
+    for (auto& p : pieces) a->Add(MakePiece(p.first, p.second));
+    return a;
+  }
+};
+
+// 1 to 3 pieces stacked with gaps of 0 to 2 rows (adjacent pieces continue
+// one band), listed top-down or, now and then, bottom-up. Every piece has
+// at least as many runs as rows (a validity rule).
+RandomArray MakeRandomArray(std::mt19937& rng, int top, long long base) {
+  RandomArray ra;
+  int nPieces = 1 + (int)(rng() % 3);
+  int y = top;
+  for (int k = 0; k < nPieces; ++k) {
+    int rows = 1 + (int)(rng() % 12);
+    Rows r = RandomRows(rng, rows, base, true);
+    size_t runs = 0;
+    for (auto& row : r) runs += row.size();
+    if (runs < r.size() || r.front().empty() || r.back().empty()) r = RandomRows(rng, rows, base, false);
+    ra.pieces.push_back({y, r});
+    y += rows + (int)(rng() % 3);
+  }
+  if (rng() % 4 == 0) std::reverse(ra.pieces.begin(), ra.pieces.end());
+  std::ostringstream o;
+  o << "{";
+  for (auto& p : ra.pieces) o << " arr->Add(" << RowsCode(p.first, p.second) << ");";
+  o << " }";
+  ra.code = o.str();
+  return ra;
+}
+
+// The same pixel set with one non-empty row repeated as an extra piece:
+// the pieces overlap, so the general sweep runs.
+CRasterArray* WithOverlap(const RandomArray& ra) {
+  CRasterArray* a = ra.Make();
+  for (auto& p : ra.pieces)
+    for (size_t k = 0; k < p.second.size(); ++k)
+      if (!p.second[k].empty()) {
+        a->Add(MakePiece(p.first + (int)k, {p.second[k]}));
+        return a;
+      }
+  return a;
+}
+
+long long PickBase(std::mt19937& rng) {
+  switch (rng() % 4) {
+    case 0: return (long long)INT32_MIN;        // runs starting at INT_MIN
+    case 1: return (long long)INT32_MAX - 700;  // long rows reach toward INT_MAX
+    default: return -20;
+  }
+}
+
+}  // namespace
+
+TEST(CRstLinesBoolean, FastPathAgreesWithGeneralSweep) {
+  std::mt19937 rng(9001);
+  for (int iter = 0; iter < 1500; ++iter) {
+    long long base = PickBase(rng);
+    RandomArray ra = MakeRandomArray(rng, (int)(rng() % 10), base);
+    RandomArray rb = MakeRandomArray(rng, (int)(rng() % 10), base + (long long)(rng() % 7) - (base > 0 ? 6 : 0));
+    CRasterArray* a = ra.Make();
+    CRasterArray* b = rb.Make();
+    ASSERT_TRUE(CRstLines::IsWellFormed(a) && CRstLines::IsWellFormed(b)) << ra.code << " / " << rb.code;
+    CRasterArray* ga = WithOverlap(ra);
+    CRasterArray* gb = WithOverlap(rb);
+    PixelSet sa = Pixels(a), sb = Pixels(b);
+    for (int mode = RST_AND; mode <= RST_XOR; ++mode) {
+      std::string repro = "a: " + ra.code + " b: " + rb.code + " mode " + std::to_string(mode);
+      CRasterArray fast, general;
+      ASSERT_TRUE(CRstLines::Create(&fast, a, b, mode, nullptr)) << repro;
+      ASSERT_TRUE(CRstLines::Create(&general, ga, gb, mode, nullptr)) << repro;
+      EXPECT_TRUE(CRstLines::IsEqual(&fast, &general)) << repro;
+      EXPECT_TRUE(Banded(&fast)) << repro;
+      if (iter % 10 == 0) {
+        EXPECT_EQ(Pixels(&fast), Op(sa, sb, mode)) << repro;
+      }
+      CRstLines::Release(&fast);
+      CRstLines::Release(&general);
+    }
+    for (CRasterArray* x : {a, b, ga, gb}) CRstLines::Delete(x);
+  }
+}
+
+TEST(CRstLinesBoolean, PieceKernelsAgreeWithGeneralSweep) {
+  std::mt19937 rng(31337);
+  for (int iter = 0; iter < 1500; ++iter) {
+    long long base = PickBase(rng);
+    int ta = (int)(rng() % 8), tb = (int)(rng() % 8);
+    Rows ra = RandomRows(rng, 1 + (int)(rng() % 10), base, false);
+    Rows rb = RandomRows(rng, 1 + (int)(rng() % 10), base + (long long)(rng() % 7) - (base > 0 ? 6 : 0), false);
+    RSRLINE* a = MakePiece(ta, ra);
+    RSRLINE* b = MakePiece(tb, rb);
+    // b with two runs of one row swapped: same pixels, general sweep.
+    Rows rbu = rb;
+    for (auto& row : rbu)
+      if (row.size() >= 2) {
+        std::swap(row[0], row[row.size() - 1]);
+        break;
+      }
+    RSRLINE* bu = MakePiece(tb, rbu);
+    std::string repro = "a: " + RowsCode(ta, ra) + " b: " + RowsCode(tb, rb);
+    for (int mode = RST_AND; mode <= RST_XOR; ++mode) {
+      CRasterArray* fast = CRstLines::CreateRasterArray(a, b, mode);
+      CRasterArray* general = CRstLines::CreateRasterArray(a, bu, mode);
+      ASSERT_TRUE(fast && general) << repro << " mode " << mode;
+      if (mode == RST_OR && (long long)ta > (long long)tb + (long long)rb.size()) {
+        // a two or more rows below b: copies of the operands as they are.
+        ASSERT_EQ(fast->GetSize(), 2) << repro;
+        EXPECT_TRUE(CRstLines::IsEqual(fast->GetAt(0), a)) << repro;
+        EXPECT_TRUE(CRstLines::IsEqual(fast->GetAt(1), b)) << repro;
+      } else {
+        EXPECT_TRUE(CRstLines::IsEqual(fast, general)) << repro << " mode " << mode;
+      }
+      EXPECT_TRUE(CRstLines::IsWellFormed(fast)) << repro << " mode " << mode;
+      if (iter % 10 == 0) {
+        EXPECT_EQ(Pixels(fast), Op(Pixels(a), Pixels(b), mode)) << repro << " mode " << mode;
+      }
+      CRstLines::Delete(fast);
+      CRstLines::Delete(general);
+    }
+    delete a;
+    delete b;
+    delete bu;
+  }
+}
+
+// The one-pass check (counts, then runs with order breaks counted) against
+// the rules applied one by one, on seeded random pieces with one defect
+// or none.
+TEST(CRstLinesValidity, CheckAgreesWithPlainRules) {
+  auto plainValid = [](const RSRLINE* p) {
+    long long R = p->arRun.GetSize(), N = p->arCount.GetSize();
+    const RECT& b = p->rcBox;
+    if (N > R) return false;
+    if (R == 0 && N == 0) return b.right == b.left && b.bottom == b.top;
+    if ((long long)b.bottom - b.top + 1 != N) return false;
+    long long sum = 0;
+    for (int c : p->arCount) {
+      if (c < 0) return false;
+      sum += c;
+    }
+    if (sum != R) return false;
+    long long least = INT64_MAX, greatest = INT64_MIN;
+    for (const RSRUN& r : p->arRun) {
+      if (r.x1 > r.x2) return false;
+      least = std::min<long long>(least, r.x1);
+      greatest = std::max<long long>(greatest, r.x2);
+    }
+    return least == b.left && greatest <= b.right;
+  };
+  auto plainSorted = [](const RSRLINE* p) {
+    const RSRUN* r = p->arRun.GetData();
+    for (int c : p->arCount) {
+      for (int i = 1; i < c; ++i)
+        if ((long long)r[i].x1 <= (long long)r[i - 1].x2 + 1) return false;
+      r += c;
+    }
+    return true;
+  };
+  std::mt19937 rng(555);
+  int valid = 0, wellFormed = 0;
+  for (int iter = 0; iter < 4000; ++iter) {
+    long long base = PickBase(rng);
+    Rows rows = RandomRows(rng, 1 + (int)(rng() % 8), base, false);
+    int top = (int)(rng() % 5) - 2;
+    RSRLINE* p = MakePiece(top, rows);
+    std::string repro = RowsCode(top, rows) + " defect ";
+    int defect = (int)(rng() % 10);
+    int R = p->arRun.GetSize(), i = (int)(rng() % (unsigned)R);
+    RSRUN* r = p->arRun.GetData();
+    switch (defect) {
+      case 0:  // order
+        std::swap(r[i], r[R - 1 - i]);
+        break;
+      case 1:  // touching or overlapping the run before
+        if (i > 0) {
+          long long v = std::max((long long)r[i].x1 - 2, (long long)r[i - 1].x2 + 1 - (long long)(rng() % 2));
+          r[i].x1 = (int)std::min<long long>(std::max<long long>(v, INT32_MIN), INT32_MAX);
+        }
+        break;
+      case 2:  // inverted (when longer than one pixel)
+        std::swap(r[i].x1, r[i].x2);
+        break;
+      case 3:  // box off the least x1, either way
+        p->rcBox.left += p->rcBox.left > INT32_MIN ? -1 : 1;
+        break;
+      case 4:  // wider on the right: still valid
+        if (p->rcBox.right < INT32_MAX - 2) p->rcBox.right += (int)(rng() % 3);
+        break;
+      case 5:  // narrower than the runs on the right
+        if (p->rcBox.right > INT32_MIN) p->rcBox.right -= 1;
+        break;
+      case 6:  // a row boundary moved
+        if (p->arCount.GetSize() > 1) {
+          p->arCount[0] += 1;
+          p->arCount[1] -= 1;
+        }
+        break;
+      case 7:
+        p->arCount[0] -= 1;
+        break;
+      default:
+        break;
+    }
+    repro += std::to_string(defect) + " at " + std::to_string(i);
+    bool v = plainValid(p), s = v && plainSorted(p);
+    EXPECT_EQ(CRstLines::IsValid(p) != 0, v) << repro;
+    EXPECT_EQ(CRstLines::IsWellFormed(p) != 0, s) << repro;
+    valid += v;
+    wellFormed += s;
+    delete p;
+  }
+  // The defects must leave a real mix of outcomes.
+  EXPECT_GT(valid, 1000);
+  EXPECT_LT(valid, 3900);
+  EXPECT_GT(wellFormed, 500);
+  EXPECT_LT(wellFormed, valid);
 }
 
 TEST(CRstLinesBoolean, FarCoordinatesAndLongGaps) {

@@ -61,6 +61,16 @@ inline bool RowSorted(const RSRUN* r, int n) {
   return !bad;
 }
 
+// One check of a piece: bit kPieceValid when IsValid holds, bit
+// kPieceSorted as well when moreover every row's runs ascend without
+// overlapping or touching (IsWellFormed). A pass over the counts, one
+// branch-free pass over the runs (inverted runs; adjacent pairs out of
+// order over the whole run array), and one over the rows (breaks at row
+// starts, the box's edges): the piece is sorted when every break is a row
+// start.
+enum { kPieceValid = 1, kPieceSorted = 2 };
+int CheckPiece(const RSRLINE* p);
+
 // Sorts runs by x1 and merges overlapping and touching ones in place;
 // returns the new count.
 int SortMergeRow(RSRUN* r, int n);

@@ -149,10 +149,10 @@ public:
 
   // ---- boolean algebra ------------------------------------------------------
 
-  // Two pieces into out (released first). AND, DIFF and XOR give one piece
-  // per band of consecutive non-empty rows; OR gives one piece spanning both
-  // (empty rows allowed) unless a starts two or more rows below b's last
-  // row, then copies of a and b.
+  // Two pieces into out (released first). The result holds one piece per
+  // band of consecutive non-empty rows (a piece spanning empty rows could
+  // hold more rows than runs, which no valid piece may); OR gives copies of
+  // a and b instead when a starts two or more rows below b's last row.
   static BOOL ANDPolylines(const RSRLINE* a, const RSRLINE* b, CRasterArray* out);
   static BOOL ORPolylines(const RSRLINE* a, const RSRLINE* b, CRasterArray* out);
   static BOOL DIFFPolylines(const RSRLINE* a, const RSRLINE* b, CRasterArray* out);
