@@ -132,7 +132,7 @@ int DecodeRect(const char* fn, int depth, const SIZE* img, const unsigned char* 
                ulong dataLen, unsigned char* dst, int dstStride, const POINT* origin,
                const SIZE* size, const ulong* offs, const ulong* lens) {
   const ulong bpp = depth == 24 ? 3 : 1;
-  RectJob job;
+  RectJob job{};
   if (!CheckRect(fn, img, data, dataLen, dst, dstStride, origin, size, offs, lens, bpp, job))
     return 0;
   return ForEachRow(fn, depth, job, data, dataLen, offs, lens,
@@ -193,7 +193,7 @@ int DecodeFlagRect(const char* fn, int depth, const SIZE* img, const unsigned ch
                    ulong dataLen, unsigned char* dst, int dstStride, const POINT* origin,
                    const SIZE* size, const ulong* offs, const ulong* lens,
                    const unsigned char* flags, int flagStride) {
-  RectJob job;
+  RectJob job{};
   if (!CheckRect(fn, img, data, dataLen, dst, dstStride, origin, size, offs, lens, 1, job))
     return 0;
   if (!flags) return Fail("ACompress::%s: null flag bitmap", fn);
