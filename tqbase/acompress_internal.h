@@ -41,13 +41,20 @@ TQBASE_API int UnPack1Plain(const unsigned char* src, unsigned long srcLen,
 TQBASE_API int Pack_LZWNodes(const unsigned char* src, unsigned long srcLen,
                              unsigned short* codes, unsigned long codeCap,
                              unsigned long& codeCount);
+// UnPack_LZW with a store that spells out every string, and the bit stream
+// one bit at a time: same results, output lengths and failures as the fast
+// forms (not the same failure texts; these record none).
+TQBASE_API int UnPack_LZWPlain(const unsigned short* codes, unsigned long codeCount,
+                               unsigned char* dst, unsigned long dstCap, unsigned long& dstLen);
+TQBASE_API int TransformDataBitsPlain(const unsigned short* codes, unsigned long codeCount,
+                                      unsigned char* dst, unsigned long dstCap,
+                                      unsigned long& dstLen);
+TQBASE_API int ResumeDataBitPlain(const unsigned char* src, unsigned long srcLen,
+                                  unsigned short* codes, unsigned long& codeCount);
 
 // Records a failure text and returns 0, so that "fail and return" is one
 // statement in the codecs.
-int Fail(const char* format, ...)
-#if defined(__GNUC__)
-    __attribute__((format(printf, 1, 2)))
-#endif
+int Fail(const char* format, ...) TQ_PRINTF_FORMAT(1, 2)
     ;
 
 // Run bytes of the 1- and 2-bit formats.

@@ -18,10 +18,7 @@ public:
 
   // printf-style text; a null format empties it. bError = text non-empty.
   // Always returns 1, so that "record and return" is one statement.
-  int SetLastError(const char* format, ...)
-#if defined(__GNUC__)
-      __attribute__((format(printf, 2, 3)))
-#endif
+  int SetLastError(const char* format, ...) TQ_PRINTF_FORMAT(2, 3)
       ;
   // Text of string resource stringId of module; a null module or id 0
   // clears. An id the module lacks gives "Error in :<handle> (ID:<id>)".

@@ -13,6 +13,17 @@
 #include <utility>
 #include <vector>
 
+// printf-style checking of format arguments. MinGW's own "printf" archetype
+// is Microsoft's, which lacks %zu and %lld; its C++ runtime formats the GNU
+// way, so the GNU archetype is the right check there.
+#if defined(__MINGW32__)
+#define TQ_PRINTF_FORMAT(fmt, args) __attribute__((format(gnu_printf, fmt, args)))
+#elif defined(__GNUC__)
+#define TQ_PRINTF_FORMAT(fmt, args) __attribute__((format(printf, fmt, args)))
+#else
+#define TQ_PRINTF_FORMAT(fmt, args)
+#endif
+
 // ---------------------------------------------------------------------------
 // Debug assertion and trace hooks (process-wide, replaceable).
 //
@@ -27,10 +38,7 @@ typedef void (*TQTRACESINK)(const char* text);
 TQBASE_API TQASSERTHANDLER tqSetAssertHandler(TQASSERTHANDLER handler);
 TQBASE_API TQTRACESINK tqSetTraceSink(TQTRACESINK sink);
 TQBASE_API void tqAssertFailed(const char* file, int line, const char* expr);
-TQBASE_API void tqTrace(const char* format, ...)
-#if defined(__GNUC__)
-    __attribute__((format(printf, 1, 2)))
-#endif
+TQBASE_API void tqTrace(const char* format, ...) TQ_PRINTF_FORMAT(1, 2)
     ;
 TQBASE_API void tqTraceV(const char* format, va_list args);
 
@@ -72,16 +80,10 @@ public:
 
   // printf-style formatting; the result replaces (Format) or extends
   // (AppendFormat) the text. A null format gives an empty text.
-  void Format(const char* format, ...)
-#if defined(__GNUC__)
-      __attribute__((format(printf, 2, 3)))
-#endif
+  void Format(const char* format, ...) TQ_PRINTF_FORMAT(2, 3)
       ;
   void FormatV(const char* format, va_list args);
-  void AppendFormat(const char* format, ...)
-#if defined(__GNUC__)
-      __attribute__((format(printf, 2, 3)))
-#endif
+  void AppendFormat(const char* format, ...) TQ_PRINTF_FORMAT(2, 3)
       ;
 
   // Raw buffer access: GetBuffer(n) gives room for n characters plus the
