@@ -1,13 +1,16 @@
 // test_acompress_lzw.cpp - ACompress LZW and Base64: codes against a
 // dictionary model and the node-store encoder, the bit stream's width
 // schedule across clear codes, the decoders' rules on hostile code
-// streams, the capacity rules, and the library's unpadded Base64.
+// streams, the capacity rules, the fast forms against the plain ones on
+// seeded random inputs, and the library's unpadded Base64.
 #include "codec_test_util.h"
 #include "test_support.h"
 #include "acompress_internal.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
 #include <map>
 #include <string>
 
@@ -254,6 +257,310 @@ TEST(ACompressIsStrInList, WalksSiblingsAndReportsTheLastNode) {
   EXPECT_EQ(last, 9);
   EXPECT_EQ(ACompress::IsStrInList(65, 'q', nodes, 0, &code, &last), 0);
   EXPECT_EQ(last, 0);
+}
+
+// ---------------------------------------------------------------------------
+// Fast forms against the plain ones (node-store encoder, string-store
+// decoder, bit-at-a-time packing), results, lengths and bytes alike.
+
+namespace {
+
+using tqbase::codec::ResumeDataBitPlain;
+using tqbase::codec::TransformDataBitsPlain;
+using tqbase::codec::UnPack_LZWPlain;
+
+// "Codes name = {...};" for pasting a failing case into a test.
+std::string CodesAsCode(const char* name, const Codes& v) {
+  std::string o = std::string("Codes ") + name + " = {";
+  for (size_t i = 0; i < v.size(); ++i) o += (i ? ", " : "") + std::to_string(v[i]);
+  return o + "};";
+}
+
+struct Outcome {
+  int ok;
+  ulong len;
+  Bytes bytes;  // the output, when it succeeded
+  bool operator==(const Outcome& o) const { return ok == o.ok && len == o.len && bytes == o.bytes; }
+};
+std::ostream& operator<<(std::ostream& os, const Outcome& o) {
+  return os << "{ok " << o.ok << ", len " << o.len << ", " << o.bytes.size() << " bytes}";
+}
+
+Outcome Finish(int ok, ulong len, const Bytes& out) {
+  Outcome r{ok, len, {}};
+  if (ok) r.bytes.assign(out.begin(), out.begin() + len);
+  return r;
+}
+
+// Comp_LZW the plain way: node store into 1.5 codes per byte, then bit by bit.
+Outcome PlainComp(const Bytes& s, ulong cap) {
+  Codes codes(s.size() * 3 / 2 + 1);
+  ulong n = 0;
+  if (!tqbase::codec::Pack_LZWNodes(s.data(), s.size(), codes.data(), s.size() * 3 / 2, n))
+    return Outcome{0, 0, {}};
+  Bytes out(cap);
+  ulong len = 0;
+  const int ok = TransformDataBitsPlain(codes.data(), n, out.data(), cap, len);
+  return Finish(ok, len, out);
+}
+
+Outcome FastComp(const Bytes& s, ulong cap) {
+  Bytes out(cap);
+  ulong len = 0;
+  const int ok = ACompress::Comp_LZW(s.data(), s.size(), out.data(), cap, len);
+  return Finish(ok, len, out);
+}
+
+// UnComp_LZW the plain way: bit by bit into codes, then the string store.
+Outcome PlainUnComp(const Bytes& z, ulong cap) {
+  Codes codes(z.size() + 1);
+  ulong n = 0;
+  ResumeDataBitPlain(z.data(), z.size(), codes.data(), n);
+  if (!n) return Outcome{0, 0, {}};
+  Bytes out(cap);
+  ulong len = 0;
+  const int ok = UnPack_LZWPlain(codes.data(), n, out.data(), cap, len);
+  return Finish(ok, len, out);
+}
+
+Outcome FastUnComp(const Bytes& z, ulong cap) {
+  Bytes out(cap);
+  ulong len = 0;
+  const int ok = ACompress::UnComp_LZW(z.data(), z.size(), out.data(), cap, len);
+  return Finish(ok, len, out);
+}
+
+Outcome PlainUnPack(const Codes& c, ulong cap) {
+  Bytes out(cap);
+  ulong len = 0;
+  const int ok = UnPack_LZWPlain(c.data(), c.size(), out.data(), cap, len);
+  return Finish(ok, len, out);
+}
+
+Outcome FastUnPack(const Codes& c, ulong cap) {
+  Bytes out(cap);
+  ulong len = 0;
+  const int ok = ACompress::UnPack_LZW(c.data(), c.size(), out.data(), cap, len);
+  return Finish(ok, len, out);
+}
+
+Bytes Pack(const Codes& c) {
+  Bytes bits(c.size() * 2 + 8);
+  ulong len = 0;
+  EXPECT_EQ(TransformDataBitsPlain(c.data(), c.size(), bits.data(), bits.size(), len), 1);
+  bits.resize(len);
+  return bits;
+}
+
+// Inputs an encoder meets: noise, print-mask runs, long runs of one byte,
+// a few values, and repeats of a short pattern.
+Bytes EncoderInput(std::mt19937& rng, int kind, size_t n) {
+  switch (kind % 5) {
+    case 0: return tqtest::RandomBytes(rng, n);
+    case 1: return tqtest::MakeLine(rng, n, 255, 1 + rng() % 400);
+    case 2: return tqtest::MakeLine(rng, n, 1 + rng() % 3, 2000);
+    case 3: return tqtest::MakeLine(rng, n, rng() % 4, 1 + rng() % 4);
+    default: {
+      Bytes b(n), pat = tqtest::RandomBytes(rng, 1 + rng() % 9);
+      for (size_t i = 0; i < n; ++i) b[i] = pat[i % pat.size()];
+      return b;
+    }
+  }
+}
+
+// A code stream for the decoders, mostly decodable: single bytes, defined
+// strings, the string being defined (KwKwK), clears at every width, and
+// now and then a hostile code (beyond the dictionary, above 4,095 for code
+// arrays, a string code right after a clear, an early end).
+Codes DecoderCodes(std::mt19937& rng, size_t n, bool hostile, bool maxWidth) {
+  Codes c;
+  if (rng() % 4) c.push_back(256);
+  unsigned next = 258;
+  ulong number = c.size();
+  bool afterClear = true;
+  for (size_t i = 0; i < n; ++i) {
+    const unsigned w = number < 255 ? 9 : number < 767 ? 10 : number < 1791 ? 11 : 12;
+    unsigned code;
+    const unsigned r = rng() % 1000;
+    if (afterClear) {
+      code = rng() % 256;
+    } else if (r < 3 && !maxWidth) {
+      code = 256;
+    } else if (r < 300) {
+      code = rng() % 256;
+    } else if (r < 400) {
+      code = next;  // the string being defined
+    } else if (hostile && r < 410) {
+      code = rng() % 4 == 0 ? 257 : rng() % (1u << w);
+    } else {
+      code = next > 258 ? 258 + rng() % (next - 258) : rng() % 256;
+    }
+    if (code > (1u << w) - 1) code = rng() % 256;  // keep it in the width
+    c.push_back((unsigned short)code);
+    if (code == 256) {
+      afterClear = true;
+      next = 258;
+    } else {
+      if (!afterClear) ++next;
+      afterClear = false;
+    }
+    number = (code == 256 && w == 12) ? 1 : number + 1;
+  }
+  c.push_back(257);
+  return c;
+}
+
+}  // namespace
+
+TEST(ACompressLzwPlain, CompLzwMatchesTheTwoPlainStages) {
+  std::mt19937 rng(47);
+  for (int iter = 0; iter < 300; ++iter) {
+    const size_t n = iter < 20 ? 1 + iter % 10 : 1 + rng() % (iter % 15 == 0 ? 120000 : 6000);
+    const Bytes s = EncoderInput(rng, iter, n);
+    const Outcome want = PlainComp(s, 2 * n + 16);
+    ASSERT_EQ(FastComp(s, 2 * n + 16), want) << AsCode("s", s);
+    if (!want.ok) continue;
+    // Around the stream length: it must stay strictly shorter than the buffer.
+    for (ulong cap : {want.len - 1, want.len, want.len + 1}) {
+      if (!cap) continue;
+      ASSERT_EQ(FastComp(s, cap), PlainComp(s, cap)) << "cap " << cap << "\n" << AsCode("s", s);
+    }
+    const ulong cap = 1 + rng() % (want.len + 1);
+    ASSERT_EQ(FastComp(s, cap), PlainComp(s, cap)) << "cap " << cap << "\n" << AsCode("s", s);
+  }
+}
+
+TEST(ACompressLzwPlain, EndCodeRightAtAWidthStep) {
+  // The last data code numbered 254, 766 or 1,790 puts the end code in the
+  // next wider width; also in the second run of codes after a clear.
+  // Between clears, one more input byte adds at most one code, so the
+  // shortest input reaching a number is found by bisection.
+  std::mt19937 rng(52);
+  const Bytes noise = tqtest::RandomBytes(rng, 12000);
+  auto lastNumber = [](const Bytes& s) {
+    const Codes m = ModelCodes(s);
+    ulong n = 0;
+    for (size_t i = 0; i + 1 < m.size(); ++i) n = m[i] == 256 ? 0 : n + 1;
+    return n;
+  };
+  auto hasMidClear = [](const Bytes& s) {
+    const Codes m = ModelCodes(s);
+    return std::find(m.begin() + 1, m.end(), 256) != m.end();
+  };
+  auto shortest = [&](size_t lo, size_t hi, const std::function<bool(size_t)>& ok) {
+    while (lo < hi) {
+      const size_t mid = lo + (hi - lo) / 2;
+      if (ok(mid)) hi = mid; else lo = mid + 1;
+    }
+    return lo;
+  };
+  const size_t firstClear = shortest(1, 8000, [&](size_t n) { return hasMidClear(Bytes(noise.begin(), noise.begin() + n)); });
+  for (size_t start : {(size_t)0, firstClear})
+    for (ulong number : {254ul, 766ul, 1790ul}) {
+      const size_t n = shortest(start + 1, start + 2500, [&](size_t k) {
+        return lastNumber(Bytes(noise.begin(), noise.begin() + k)) >= number;
+      });
+      const Bytes s(noise.begin(), noise.begin() + n);
+      ASSERT_EQ(lastNumber(s), number) << start;
+      const Outcome want = PlainComp(s, 2 * n + 16);
+      ASSERT_EQ(want.ok, 1);
+      ASSERT_EQ(FastComp(s, 2 * n + 16), want) << AsCode("s", s);
+    }
+}
+
+TEST(ACompressLzwPlain, PackLzwMatchesTheNodeStoreForAnyCapacity) {
+  std::mt19937 rng(48);
+  for (int iter = 0; iter < 300; ++iter) {
+    const size_t n = 1 + rng() % 3000;
+    const Bytes s = EncoderInput(rng, iter, n);
+    const ulong cap = 1 + rng() % (n + 8);
+    Codes a(cap), b(cap);
+    ulong an = 0, bn = 0;
+    const int aok = ACompress::Pack_LZW(s.data(), n, a.data(), cap, an);
+    const int bok = tqbase::codec::Pack_LZWNodes(s.data(), n, b.data(), cap, bn);
+    ASSERT_EQ(aok, bok) << "cap " << cap << "\n" << AsCode("s", s);
+    ASSERT_EQ(an, bn) << "cap " << cap << "\n" << AsCode("s", s);
+    a.resize(an);
+    b.resize(bn);
+    ASSERT_EQ(a, b) << "cap " << cap << "\n" << AsCode("s", s);
+  }
+}
+
+TEST(ACompressLzwPlain, BitStreamMatchesBitByBit) {
+  std::mt19937 rng(49);
+  for (int iter = 0; iter < 400; ++iter) {
+    // Any 16-bit codes: the packer keeps the low bits of each.
+    Codes c = DecoderCodes(rng, 1 + rng() % 5000, true, iter % 4 == 0);
+    if (iter % 3 == 0)
+      for (auto& x : c)
+        if (rng() % 50 == 0) x = (unsigned short)rng();
+    const ulong full = c.size() * 2 + 8;
+    for (ulong cap : {full, (ulong)(1 + rng() % full)}) {
+      Bytes a(cap), b(cap);
+      ulong al = 0, bl = 0;
+      const int aok = ACompress::TransformDataBits(c.data(), c.size(), a.data(), cap, al);
+      const int bok = TransformDataBitsPlain(c.data(), c.size(), b.data(), cap, bl);
+      ASSERT_EQ(aok, bok) << "cap " << cap << "\n" << CodesAsCode("c", c);
+      ASSERT_EQ(al, bl) << "cap " << cap << "\n" << CodesAsCode("c", c);
+      if (aok) {
+        ASSERT_TRUE(std::equal(a.begin(), a.begin() + al, b.begin())) << CodesAsCode("c", c);
+      }
+    }
+    // Reading back, also from a cut or damaged stream.
+    Bytes bits = Pack(c);
+    if (iter % 2) bits.resize(rng() % (bits.size() + 1));
+    if (iter % 5 == 0 && !bits.empty()) bits[rng() % bits.size()] ^= (unsigned char)(1 + rng() % 255);
+    if (bits.empty()) continue;
+    Codes a(bits.size() + 1), b(bits.size() + 1);
+    ulong an = 0, bn = 0;
+    ASSERT_EQ(ACompress::ResumeDataBit(bits.data(), bits.size(), a.data(), an), 1);
+    ASSERT_EQ(ResumeDataBitPlain(bits.data(), bits.size(), b.data(), bn), 1);
+    a.resize(an);
+    b.resize(bn);
+    ASSERT_EQ(a, b) << AsCode("bits", bits);
+  }
+}
+
+TEST(ACompressLzwPlain, DecodersMatchTheStringStore) {
+  std::mt19937 rng(50);
+  for (int iter = 0; iter < 600; ++iter) {
+    const bool maxWidth = iter % 4 == 0;  // long enough to reach 12 bits without a clear
+    const Codes c = DecoderCodes(rng, maxWidth ? 2000 + rng() % 3000 : 1 + rng() % 3000, iter % 3 == 0, maxWidth);
+    const Outcome roomy = PlainUnPack(c, 1 << 22);
+    for (ulong cap : {(ulong)(1 << 22), roomy.len + 6, roomy.len + 5, (ulong)(1 + rng() % (roomy.len + 8))}) {
+      ASSERT_EQ(FastUnPack(c, cap), PlainUnPack(c, cap)) << "cap " << cap << "\n" << CodesAsCode("c", c);
+      const Bytes bits = Pack(c);
+      ASSERT_EQ(FastUnComp(bits, cap), PlainUnComp(bits, cap)) << "cap " << cap << "\n" << AsCode("bits", bits);
+    }
+  }
+}
+
+TEST(ACompressLzwPlain, DecodersMatchOnRealAndHostileStreams) {
+  std::mt19937 rng(51);
+  for (int iter = 0; iter < 400; ++iter) {
+    Bytes z;
+    if (iter % 2) {
+      const size_t n = 6 + rng() % (iter % 20 == 1 ? 100000 : 4000);
+      const Bytes s = EncoderInput(rng, iter / 2, n);
+      z.resize(2 * n + 16);
+      ulong zl = 0;
+      ASSERT_EQ(ACompress::Comp_LZW(s.data(), n, z.data(), z.size(), zl), 1);
+      z.resize(zl);
+      if (iter % 3 == 0) z.resize(rng() % (zl + 1));                 // cut short
+      if (iter % 7 == 0 && !z.empty()) z[rng() % z.size()] ^= 0x10;  // one bit flipped
+    } else {
+      z = tqtest::RandomBytes(rng, rng() % 300);
+      if (!z.empty() && iter % 4) z[0] = 0x80;  // a clear first, so that decoding gets going
+    }
+    if (z.empty()) continue;
+    const ulong cap = iter % 3 ? 1 << 22 : 1 + rng() % 5000;
+    ASSERT_EQ(FastUnComp(z, cap), PlainUnComp(z, cap)) << "cap " << cap << "\n" << AsCode("z", z);
+    // The same codes as an array, and codes no bit stream can hold.
+    Codes c(z.size() / 2 + 1);
+    for (size_t i = 0; i < c.size(); ++i) c[i] = (unsigned short)(rng() % (iter % 2 ? 5000 : 65536));
+    if (iter % 4) c[0] = 256;
+    ASSERT_EQ(FastUnPack(c, cap), PlainUnPack(c, cap)) << "cap " << cap << "\n" << CodesAsCode("c", c);
+  }
 }
 
 // ---------------------------------------------------------------------------

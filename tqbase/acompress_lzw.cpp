@@ -1,13 +1,20 @@
 // acompress_lzw.cpp - ACompress LZW (bytes <-> 16-bit codes <-> bit stream)
 // and the library's Base64 text form.
 //
-// The encoder finds (prefix, byte) pairs in an open-addressed hash whose
-// entries carry a generation stamp, so a clear costs no table wipe; the
-// node store with sibling lists (IsStrInList) is kept as the reference
-// encoder, and both give the same codes (bench: BM_Comp_LZW against
-// BM_Pack_LZWNodes). The decoder keeps no string store: every dictionary
-// string is a slice of the output already written (the previous string
-// plus one byte), so a table entry is just an offset and a length.
+// Encoder: the (prefix, byte) pairs live in an open-addressed hash whose
+// 32-bit entries hold pair and code together, so one load answers a probe;
+// in front of it every code remembers the extension it was last seen with,
+// which answers the steps inside a run of equal bytes without hashing.
+// Comp_LZW runs the encoder straight into a 64-bit bit accumulator rather
+// than through a code array; stream, result and failure rules are those of
+// Pack_LZW followed by TransformDataBits.
+//
+// Decoder: no string store. Every dictionary string is a slice of the output
+// already written (the previous string plus one byte), so an entry is a
+// pointer and a length, and short strings move as 8- or 16-byte blocks.
+//
+// The plain forms (node-store encoder, string-store decoder, packing bit by
+// bit) stay at the end of the LZW part for the tests to compare against.
 //
 // Work buffers come from the memory manager's lendable buffer
 // (g_AGV.LockBuffer, a fresh region when it is busy) and go back on every
@@ -31,16 +38,22 @@ const ulong kCodesPerClear = 3836;  // codes written between clears, counting th
 const unsigned kMaxStrings = 4096;  // decoder table entries per clear
 
 #if defined(__GNUC__)
+#define TQ_LIKELY(x) __builtin_expect(!!(x), 1)
 #define TQ_UNLIKELY(x) __builtin_expect(!!(x), 0)
 #else
+#define TQ_LIKELY(x) (x)
 #define TQ_UNLIKELY(x) (x)
 #endif
 
-inline uint32_t ToBigEndian(uint32_t v) {
+inline bool LittleEndian() {
   const uint16_t one = 1;
-  unsigned char little;
-  std::memcpy(&little, &one, 1);
-  if (!little) return v;
+  unsigned char low;
+  std::memcpy(&low, &one, 1);
+  return low == 1;
+}
+
+inline uint32_t ToBigEndian(uint32_t v) {
+  if (!LittleEndian()) return v;
 #if defined(__GNUC__)
   return __builtin_bswap32(v);
 #else
@@ -48,9 +61,19 @@ inline uint32_t ToBigEndian(uint32_t v) {
 #endif
 }
 
-// Code width by the code's number since the last clear.
-inline unsigned WidthFor(ulong number) {
+inline void StoreBE32(unsigned char* p, uint32_t v) {
+  v = ToBigEndian(v);
+  std::memcpy(p, &v, 4);
+}
+
+// Code width by the code's number since the last clear: 9 bits for 0..254,
+// 10 for 255..766, 11 for 767..1,790, 12 from 1,791 on.
+inline unsigned WidthFor(uint64_t number) {
   return number < 255 ? 9u : number < 767 ? 10u : number < 1791 ? 11u : 12u;
+}
+// The number at which codes of `width` bits give way to wider ones.
+inline uint64_t WidenAt(unsigned width) {
+  return width == 9 ? 255 : width == 10 ? 767 : width == 11 ? 1791 : ~(uint64_t)0;
 }
 
 // A borrowed work area; released when it goes out of scope.
@@ -68,96 +91,144 @@ private:
   unsigned char* m_p;
 };
 
-// ---- encoder dictionary: generation-stamped hash ----
+// ---- bit stream ----
 
-const unsigned kHashBits = 13;
-const unsigned kHashSize = 1u << kHashBits;  // more than twice the 3,835 strings
-const ulong kHashBytes = kHashSize * (sizeof(uint32_t) + sizeof(uint16_t));
-
-class LzwHash {
+// Codes into bytes, most significant bit first, 32 bits at a time. The
+// stream must stay strictly shorter than cap: Put fails as soon as the
+// bytes certain to be written reach cap, which is exactly when writing
+// byte by byte would have hit it.
+class BitWriter {
 public:
-  explicit LzwHash(unsigned char* mem)
-      : m_key(reinterpret_cast<uint32_t*>(mem)),
-        m_code(reinterpret_cast<uint16_t*>(mem + kHashSize * sizeof(uint32_t))) {
-    std::memset(m_key, 0, kHashSize * sizeof(uint32_t));
-  }
-  // Empties the dictionary: entries of older generations count as free.
-  void Clear() {
-    if (++m_gen == 4096) {
-      std::memset(m_key, 0, kHashSize * sizeof(uint32_t));
-      m_gen = 1;
+  BitWriter(unsigned char* dst, ulong cap) : m_dst(dst), m_cap(cap) {}
+  // code must fit in width bits.
+  bool Put(unsigned code, unsigned width) {
+    m_acc = (m_acc << width) | code;
+    m_bits += width;
+    if (m_bits >= 32) {
+      if (TQ_UNLIKELY(m_cap - m_w <= 4)) return false;
+      m_bits -= 32;
+      StoreBE32(m_dst + m_w, (uint32_t)(m_acc >> m_bits));
+      m_w += 4;
     }
+    return true;
   }
-  // Code of (prefix, c), or 0 when absent; slot receives the probe's end.
-  unsigned Find(unsigned prefix, unsigned c, unsigned& slot) const {
-    const uint32_t key = (m_gen << 20) | (prefix << 8) | c;
-    // Multiplicative hash: prefixes of long runs are consecutive codes, which
-    // a plain xor would pack into one long probe cluster.
-    unsigned h = (((prefix << 8) | c) * 2654435761u) >> (32 - kHashBits);
-    for (;; h = (h + 1) & (kHashSize - 1)) {
-      const uint32_t k = m_key[h];
-      if (k == key) return m_code[h];
-      if ((k >> 20) != m_gen) break;
-    }
-    slot = h;
-    return 0;
-  }
-  void Insert(unsigned slot, unsigned prefix, unsigned c, unsigned code) {
-    m_key[slot] = (m_gen << 20) | (prefix << 8) | c;
-    m_code[slot] = (uint16_t)code;
+  // Writes what is pending, the last byte padded with zero bits.
+  bool Finish(ulong& len) {
+    const ulong rest = (m_bits + 7) / 8;
+    if (m_cap - m_w <= rest) return false;
+    const uint32_t top = m_bits ? (uint32_t)(m_acc << (32 - m_bits)) : 0;
+    for (ulong k = 0; k < rest; ++k) m_dst[m_w + k] = (unsigned char)(top >> (24 - 8 * k));
+    len = m_w + rest;
+    return true;
   }
 
 private:
-  uint32_t* m_key;   // generation << 20 | prefix << 8 | byte
-  uint16_t* m_code;
-  uint32_t m_gen = 1;
+  unsigned char* m_dst;
+  ulong m_cap;
+  ulong m_w = 0;     // bytes written; always below m_cap
+  uint64_t m_acc = 0;  // pending bits in the low m_bits
+  unsigned m_bits = 0;
 };
 
-int PackLzwHash(const unsigned char* src, ulong srcLen, unsigned short* codes, ulong codeCap,
-                ulong& codeCount, unsigned char* hashMem) {
-  LzwHash dict(hashMem);
-  ulong n = 0;
-  if (codeCap < 1) return Fail("ACompress::Pack_LZW: code array is full");
-  codes[n++] = kClear;
-  ulong sinceClear = 1;  // codes since the last clear, counting it
+// ---- encoder ----
+
+// The dictionary in one work buffer of kEncoderBytes:
+//  - slot[kHashSize]: (prefix << 8 | byte) << 12 | code, 0 for a free slot.
+//    Codes stay below 4,096 and a pair fits in 20 bits, so one word holds
+//    both. Linear probing; at most 3,835 of the 8,192 slots are in use, and
+//    a clear wipes the 32 KB.
+//  - hint[4096]: for each code, code' << 9 | 0x100 | byte, where code' is
+//    the code's extension by byte last found or added (0: none yet). In a
+//    run of byte x the strings x, xx, xxx, ... each extend by x again, so
+//    the hint answers such a step with one load and no hashing (bench:
+//    BM_Comp_LZW on mask lines). A hint is written whenever its code is
+//    added, so only the 256 single bytes need wiping at a clear.
+const unsigned kHashBits = 13;
+const unsigned kHashSize = 1u << kHashBits;
+const ulong kEncoderBytes = (kHashSize + 4096) * sizeof(uint32_t);
+
+// Pack_LZW's output: the code array. The end code needs a further free
+// place after it (codeCount + 1 < codeCap after the last data code).
+struct CodeSink {
+  unsigned short* codes;
+  ulong cap;
+  ulong n;
+  bool Put(unsigned code, unsigned) {
+    if (n >= cap) return false;
+    codes[n++] = (unsigned short)code;
+    return true;
+  }
+  bool PutEnd(unsigned) {
+    if (n + 1 >= cap) return false;
+    codes[n++] = (unsigned short)kEnd;
+    return true;
+  }
+};
+
+// Comp_LZW's output: the codes packed as they come.
+struct StreamSink {
+  BitWriter bits;
+  bool Put(unsigned code, unsigned width) { return bits.Put(code, width); }
+  bool PutEnd(unsigned width) { return bits.Put(kEnd, width); }
+};
+
+// Returns 0 when the sink is full; srcLen >= 1.
+template <class Sink>
+int EncodeLzw(const unsigned char* src, ulong srcLen, Sink& out, unsigned char* work) {
+  uint32_t* const slot = reinterpret_cast<uint32_t*>(work);
+  uint32_t* const hint = slot + kHashSize;
+  std::memset(slot, 0, kHashSize * sizeof(uint32_t));
+  std::memset(hint, 0, 256 * sizeof(uint32_t));
+  if (!out.Put(kClear, 9)) return 0;
+  // sinceClear counts the codes since the last clear, counting it; it is
+  // also the number of the next code, whose width is `width`.
+  ulong sinceClear = 1;
+  unsigned width = 9;
+  ulong widen = 255;
   unsigned next = kFirstCode;
   unsigned prefix = src[0];
   for (ulong i = 1; i < srcLen; ++i) {
     const unsigned c = src[i];
-    unsigned slot = 0;
-    const unsigned code = dict.Find(prefix, c, slot);
-    if (code) {
-      prefix = code;
+    const uint32_t tag = 0x100u | c;
+    const uint32_t seen = hint[prefix];
+    if ((seen & 0x1FFu) == tag) {
+      prefix = seen >> 9;
       continue;
     }
-    if (n >= codeCap) {
-      codeCount = n;
-      return Fail("ACompress::Pack_LZW: code array of %lu codes is full", codeCap);
+    const uint32_t key = (prefix << 8) | c;
+    // Multiplicative hash: prefixes of long runs are consecutive codes,
+    // which a plain xor would pack into one long probe cluster.
+    unsigned h = (key * 2654435761u) >> (32 - kHashBits);
+    uint32_t e;
+    while ((e = slot[h]) != 0 && (e >> 12) != key) h = (h + 1) & (kHashSize - 1);
+    if (e) {
+      hint[prefix] = ((e & 0xFFFu) << 9) | tag;
+      prefix = e & 0xFFFu;
+      continue;
     }
-    codes[n++] = (unsigned short)prefix;
+    if (!out.Put(prefix, width)) return 0;
     if (sinceClear < kCodesPerClear) {
-      dict.Insert(slot, prefix, c, next++);
-      ++sinceClear;
-    } else {
-      if (n >= codeCap) {
-        codeCount = n;
-        return Fail("ACompress::Pack_LZW: code array of %lu codes is full", codeCap);
+      slot[h] = (key << 12) | next;
+      hint[prefix] = (next << 9) | tag;
+      hint[next] = 0;
+      ++next;
+      if (++sinceClear == widen) {
+        ++width;
+        widen = (ulong)WidenAt(width);
       }
-      codes[n++] = kClear;
-      dict.Clear();
+    } else {
+      if (!out.Put(kClear, width)) return 0;
+      std::memset(slot, 0, kHashSize * sizeof(uint32_t));
+      std::memset(hint, 0, 256 * sizeof(uint32_t));
       next = kFirstCode;
       sinceClear = 1;
+      width = 9;
+      widen = 255;
     }
     prefix = c;
   }
-  // The last prefix, then the end code only while a further place is left.
-  if (n >= codeCap || (codes[n++] = (unsigned short)prefix, n + 1 >= codeCap)) {
-    codeCount = n;
-    return Fail("ACompress::Pack_LZW: code array of %lu codes is full", codeCap);
-  }
-  codes[n++] = kEnd;
-  codeCount = n;
-  return 1;
+  if (!out.Put(prefix, width)) return 0;
+  return out.PutEnd(WidthFor(sinceClear + 1)) ? 1 : 0;
 }
 
 // ---- decoder ----
@@ -283,7 +354,180 @@ int UnPackLzwWith(const unsigned short* codes, ulong codeCount, unsigned char* d
 }  // namespace
 
 // ---------------------------------------------------------------------------
-// Reference encoder: node store and sibling lists
+// Codes
+
+int ACompress::Pack_LZW(const unsigned char* src, ulong srcLen, unsigned short* codes,
+                        ulong codeCap, ulong& codeCount) {
+  codeCount = 0;
+  if (!src || !srcLen || !codes || !codeCap) {
+    ASSERT(src && srcLen && codes && codeCap);
+    return Fail("ACompress::Pack_LZW: null buffer or zero length");
+  }
+  WorkBuffer work(kEncoderBytes);
+  if (!work.get()) return Fail("ACompress::Pack_LZW: out of memory");
+  CodeSink out{codes, codeCap, 0};
+  const int ok = EncodeLzw(src, srcLen, out, work.get());
+  codeCount = out.n;
+  return ok ? 1 : Fail("ACompress::Pack_LZW: code array of %lu codes is full", codeCap);
+}
+
+int ACompress::UnPack_LZW(const unsigned short* codes, ulong codeCount, unsigned char* dst,
+                          ulong dstCap, ulong& dstLen) {
+  dstLen = 0;
+  if (!codes || !codeCount || !dst || !dstCap) {
+    ASSERT(codes && codeCount && dst && dstCap);
+    return Fail("ACompress::UnPack_LZW: null buffer or zero length");
+  }
+  WorkBuffer work(kDictBytes);
+  if (!work.get()) return Fail("ACompress::UnPack_LZW: out of memory");
+  return UnPackLzwWith(codes, codeCount, dst, dstCap, dstLen, reinterpret_cast<LzwEntry*>(work.get()));
+}
+
+// ---------------------------------------------------------------------------
+// Bit stream
+
+int ACompress::TransformDataBits(const unsigned short* codes, ulong codeCount, unsigned char* dst,
+                                 ulong dstCap, ulong& dstLen) {
+  dstLen = 0;
+  if (!codes || !codeCount || !dst || !dstCap) {
+    ASSERT(codes && codeCount && dst && dstCap);
+    return Fail("ACompress::TransformDataBits: null buffer or zero length");
+  }
+  BitWriter out(dst, dstCap);
+  uint64_t number = 0, widen = WidenAt(9);
+  unsigned width = 9;
+  for (ulong i = 0; i < codeCount; ++i) {
+    const unsigned code = codes[i];
+    if (!out.Put(code & ((1u << width) - 1), width)) goto full;
+    if (code == kClear && width == 12) {
+      number = 1;
+      width = 9;
+      widen = WidenAt(9);
+    } else if (++number == widen) {
+      ++width;
+      widen = WidenAt(width);
+    }
+  }
+  if (out.Finish(dstLen)) return 1;
+full:
+  dstLen = 1;  // as the byte-at-a-time packer left it; not a length
+  return Fail("ACompress::TransformDataBits: output buffer of %lu bytes is too small", dstCap);
+}
+
+int ACompress::ResumeDataBit(const unsigned char* src, ulong srcLen, unsigned short* codes,
+                             ulong& codeCount) {
+  codeCount = 0;
+  if (!src || !srcLen || !codes) {
+    ASSERT(src && srcLen && codes);
+    return Fail("ACompress::ResumeDataBit: null buffer or zero length");
+  }
+  ulong n = 0, number = 0;
+  uint64_t bitPos = 0;
+  // Away from the end a code is cut from one big-endian 32-bit word. The
+  // width stays fixed up to the next threshold, so the loop carries only
+  // the bit position; a clear at width 12 restarts the schedule.
+  while (srcLen >= 4 && (bitPos >> 3) <= srcLen - 4) {
+    const unsigned width = WidthFor(number);
+    const ulong until = number < 255 ? 255 : number < 767 ? 767 : number < 1791 ? 1791 : ~0ul;
+    while (number < until && (bitPos >> 3) <= srcLen - 4) {
+      uint32_t word;
+      std::memcpy(&word, src + (bitPos >> 3), 4);
+      word = ToBigEndian(word);
+      const unsigned code = (word << (unsigned)(bitPos & 7)) >> (32 - width);
+      codes[n++] = (unsigned short)code;
+      bitPos += width;
+      ++number;
+      if (TQ_UNLIKELY(code - kClear < 2u)) {
+        if (code == kEnd) {
+          codeCount = n;
+          return 1;
+        }
+        if (width == 12) {
+          number = 1;
+          break;
+        }
+      }
+    }
+  }
+  for (;;) {
+    const ulong p = (ulong)(bitPos >> 3);
+    if (srcLen - p < 2) break;  // fewer than two bytes left
+    const unsigned width = WidthFor(number);
+    // A code spans at most 3 bytes; bytes past the stream read as 0.
+    const uint32_t b0 = src[p], b1 = src[p + 1], b2 = p + 2 < srcLen ? src[p + 2] : 0;
+    const uint32_t word = (b0 << 16) | (b1 << 8) | b2;
+    const unsigned code = (word >> (24 - (unsigned)(bitPos & 7) - width)) & ((1u << width) - 1);
+    codes[n++] = (unsigned short)code;
+    bitPos += width;
+    if (code == kEnd) break;
+    number = (code == kClear && width == 12) ? 1 : number + 1;
+  }
+  codeCount = n;
+  return 1;
+}
+
+// ---------------------------------------------------------------------------
+// Both stages
+
+int ACompress::Comp_LZW(const unsigned char* src, ulong srcLen, unsigned char* dst, ulong dstCap,
+                        ulong& dstLen) {
+  dstLen = 0;
+  if (!src || !srcLen || !dst || !dstCap) {
+    ASSERT(src && srcLen && dst && dstCap);
+    return Fail("ACompress::Comp_LZW: null buffer or zero length");
+  }
+  ulong codeCap, codeBytes, total;
+  if (!tqbase::CheckedMul(srcLen, 3ul, &codeCap) ||
+      !tqbase::CheckedMul(codeCap / 2, (ulong)sizeof(unsigned short), &codeBytes) ||
+      !tqbase::CheckedAdd(codeBytes, kEncoderBytes, &total))
+    return Fail("ACompress::Comp_LZW: input of %lu bytes is too large", srcLen);
+  codeCap /= 2;  // 1.5 codes per input byte, rounded down
+  if (srcLen < 6) {
+    // Here the code array can fill up (every input of 1 to 3 bytes, and
+    // 4 or 5 bytes without a repeat), so go through it.
+    WorkBuffer work(total);
+    if (!work.get()) return Fail("ACompress::Comp_LZW: out of memory for %lu bytes", total);
+    unsigned short* codes = reinterpret_cast<unsigned short*>(work.get() + kEncoderBytes);
+    CodeSink out{codes, codeCap, 0};
+    if (!EncodeLzw(src, srcLen, out, work.get()))
+      return Fail("ACompress::Pack_LZW: code array of %lu codes is full", codeCap);
+    return TransformDataBits(codes, out.n, dst, dstCap, dstLen);
+  }
+  // From 6 bytes on it cannot: there are at most srcLen data codes, a clear
+  // per 3,835 of them, the first clear and the end code, fewer than
+  // 1.5 x srcLen - 1. So only the bit stream's capacity can fail.
+  WorkBuffer work(kEncoderBytes);
+  if (!work.get()) return Fail("ACompress::Comp_LZW: out of memory for %lu bytes", kEncoderBytes);
+  StreamSink out{BitWriter(dst, dstCap)};
+  if (EncodeLzw(src, srcLen, out, work.get()) && out.bits.Finish(dstLen)) return 1;
+  dstLen = 1;
+  return Fail("ACompress::TransformDataBits: output buffer of %lu bytes is too small", dstCap);
+}
+
+int ACompress::UnComp_LZW(const unsigned char* src, ulong srcLen, unsigned char* dst,
+                          ulong dstCap, ulong& dstLen) {
+  dstLen = 0;
+  if (!src || !srcLen || !dst || !dstCap) {
+    ASSERT(src && srcLen && dst && dstCap);
+    return Fail("ACompress::UnComp_LZW: null buffer or zero length");
+  }
+  ulong codeBytes, total;
+  if (!tqbase::CheckedMul(srcLen, (ulong)sizeof(unsigned short), &codeBytes) ||
+      !tqbase::CheckedAdd(codeBytes, kDictBytes, &total))
+    return Fail("ACompress::UnComp_LZW: input of %lu bytes is too large", srcLen);
+  WorkBuffer work(total);
+  if (!work.get()) return Fail("ACompress::UnComp_LZW: out of memory for %lu bytes", total);
+  unsigned short* codes = reinterpret_cast<unsigned short*>(work.get() + kDictBytes);
+  ulong codeCount = 0;
+  if (!ResumeDataBit(src, srcLen, codes, codeCount)) return 0;
+  if (!codeCount) return Fail("ACompress::UnComp_LZW: stream of %lu bytes holds no codes", srcLen);
+  return UnPackLzwWith(codes, codeCount, dst, dstCap, dstLen, reinterpret_cast<LzwEntry*>(work.get()));
+}
+
+// ---------------------------------------------------------------------------
+// Plain forms, for the tests: the encoder with its node store and sibling
+// lists, a decoder that spells every string out in a store, and the bit
+// stream one bit at a time.
 
 int ACompress::IsStrInList(unsigned short prefix, unsigned char ch, const unsigned char* nodes,
                            unsigned short first, unsigned short* code, unsigned short* last) {
@@ -368,166 +612,125 @@ done:
   return ok;
 }
 
-// ---------------------------------------------------------------------------
-// Codes
-
-int ACompress::Pack_LZW(const unsigned char* src, ulong srcLen, unsigned short* codes,
-                        ulong codeCap, ulong& codeCount) {
-  codeCount = 0;
-  if (!src || !srcLen || !codes || !codeCap) {
-    ASSERT(src && srcLen && codes && codeCap);
-    return Fail("ACompress::Pack_LZW: null buffer or zero length");
+int tqbase::codec::UnPack_LZWPlain(const unsigned short* codes, ulong codeCount,
+                                   unsigned char* dst, ulong dstCap, ulong& dstLen) {
+  dstLen = 0;
+  if (!codes || !codeCount || !dst || !dstCap) return 0;
+  // The store holds the 256 single bytes and then every new string in full;
+  // string k is store[start[k] .. start[k] + length[k]).
+  ulong storeSize = 2 * codeCount > 258 ? 2 * codeCount : 258, used = 256;
+  unsigned char* store = static_cast<unsigned char*>(AGlobalAllocPtr(GMEM_MOVEABLE, (DWORD)storeSize));
+  ulong* start = static_cast<ulong*>(AGlobalAllocPtr(GMEM_MOVEABLE, (DWORD)(2 * kDictEntries * sizeof(ulong))));
+  ulong* length = start ? start + kDictEntries : nullptr;
+  int ok = 0;
+  ulong i = 0, w = 0;
+  unsigned next = kFirstCode, prev = 0;
+  if (!store || !start) goto done;
+  for (unsigned k = 0; k < 256; ++k) {
+    store[k] = (unsigned char)k;
+    start[k] = k;
+    length[k] = 1;
   }
-  WorkBuffer work(kHashBytes);
-  if (!work.get()) return Fail("ACompress::Pack_LZW: out of memory");
-  return PackLzwHash(src, srcLen, codes, codeCap, codeCount, work.get());
+  if (codes[0] > 256) goto done;
+  while (i < codeCount && (codes[i] == 256 || codes[i] == 257)) ++i;
+  if (i == codeCount || codes[i] > 255) goto done;
+  // A string goes out only if it leaves 6 spare bytes.
+  if (w + 1 + 6 > dstCap) goto done;
+  dst[w++] = (unsigned char)codes[i];
+  prev = codes[i];
+  for (++i; i < codeCount; ++i) {
+    unsigned c = codes[i];
+    if (c == 257) break;
+    if (c == 256) {
+      while (i < codeCount && codes[i] == 256) ++i;
+      if (i == codeCount || codes[i] == 257) break;
+      c = codes[i];
+      if (c > 257 || w + 1 + 6 > dstCap) goto done;
+      next = kFirstCode;
+      dst[w++] = (unsigned char)c;
+      prev = c;
+      continue;
+    }
+    if (next - kFirstCode >= 4096) goto done;  // one string too many
+    // The new string: the previous one and the current one's first byte,
+    // which for a code not yet defined is the previous one's first byte.
+    const bool defined = c < next;
+    const ulong len = defined ? length[c] : length[prev] + 1;
+    if (w + len + 6 > dstCap) goto done;
+    const unsigned char firstByte = store[start[defined ? c : prev]];
+    if (storeSize - used < length[prev] + 1) {
+      unsigned char* grown = static_cast<unsigned char*>(
+          AGlobalAllocPtr(GMEM_MOVEABLE, (DWORD)(storeSize * 2)));
+      if (!grown) goto done;
+      std::memcpy(grown, store, used);
+      AGlobalFreePtr(store);
+      store = grown;
+      storeSize *= 2;
+    }
+    std::memcpy(store + used, store + start[prev], length[prev]);
+    store[used + length[prev]] = firstByte;
+    start[next] = used;
+    length[next] = length[prev] + 1;
+    used += length[next];
+    const unsigned cur = defined ? c : next;
+    ++next;
+    std::memcpy(dst + w, store + start[cur], length[cur]);
+    w += length[cur];
+    prev = cur;
+  }
+  ok = 1;
+done:
+  dstLen = w;
+  if (store) AGlobalFreePtr(store);
+  if (start) AGlobalFreePtr(start);
+  return ok;
 }
 
-int ACompress::UnPack_LZW(const unsigned short* codes, ulong codeCount, unsigned char* dst,
-                          ulong dstCap, ulong& dstLen) {
+int tqbase::codec::TransformDataBitsPlain(const unsigned short* codes, ulong codeCount,
+                                          unsigned char* dst, ulong dstCap, ulong& dstLen) {
   dstLen = 0;
-  if (!codes || !codeCount || !dst || !dstCap) {
-    ASSERT(codes && codeCount && dst && dstCap);
-    return Fail("ACompress::UnPack_LZW: null buffer or zero length");
-  }
-  WorkBuffer work(kDictBytes);
-  if (!work.get()) return Fail("ACompress::UnPack_LZW: out of memory");
-  return UnPackLzwWith(codes, codeCount, dst, dstCap, dstLen, reinterpret_cast<LzwEntry*>(work.get()));
-}
-
-// ---------------------------------------------------------------------------
-// Bit stream
-
-int ACompress::TransformDataBits(const unsigned short* codes, ulong codeCount, unsigned char* dst,
-                                 ulong dstCap, ulong& dstLen) {
-  dstLen = 0;
-  if (!codes || !codeCount || !dst || !dstCap) {
-    ASSERT(codes && codeCount && dst && dstCap);
-    return Fail("ACompress::TransformDataBits: null buffer or zero length");
-  }
-  uint64_t acc = 0;
-  unsigned bits = 0;
+  if (!codes || !codeCount || !dst || !dstCap) return 0;
   ulong w = 0, number = 0;
-  for (ulong i = 0; i < codeCount; ++i) {
-    const unsigned width = WidthFor(number);
-    const unsigned code = codes[i];
-    acc = (acc << width) | (code & ((1u << width) - 1));
-    bits += width;
-    number = (code == kClear && width == 12) ? 1 : number + 1;
-    while (bits >= 8) {
-      bits -= 8;
-      dst[w++] = (unsigned char)(acc >> bits);
-      if (w >= dstCap) {  // the stream must stay shorter than the buffer
-        dstLen = 1;
-        return Fail("ACompress::TransformDataBits: output buffer of %lu bytes is too small", dstCap);
+  unsigned byte = 0, filled = 0;
+  for (ulong i = 0; i <= codeCount; ++i) {
+    // After the last code, zero bits up to the byte's end.
+    const unsigned width = i < codeCount ? WidthFor(number) : (filled ? 8 - filled : 0);
+    const unsigned code = i < codeCount ? codes[i] : 0;
+    for (unsigned b = width; b-- > 0;) {
+      byte = (byte << 1) | ((code >> b) & 1);
+      if (++filled == 8) {
+        dst[w++] = (unsigned char)byte;
+        if (w >= dstCap) {
+          dstLen = 1;
+          return 0;
+        }
+        byte = filled = 0;
       }
     }
-  }
-  if (bits) {
-    dst[w++] = (unsigned char)(acc << (8 - bits));
-    if (w >= dstCap) {
-      dstLen = 1;
-      return Fail("ACompress::TransformDataBits: output buffer of %lu bytes is too small", dstCap);
-    }
+    if (i < codeCount) number = (code == 256 && width == 12) ? 1 : number + 1;
   }
   dstLen = w;
   return 1;
 }
 
-int ACompress::ResumeDataBit(const unsigned char* src, ulong srcLen, unsigned short* codes,
-                             ulong& codeCount) {
+int tqbase::codec::ResumeDataBitPlain(const unsigned char* src, ulong srcLen,
+                                      unsigned short* codes, ulong& codeCount) {
   codeCount = 0;
-  if (!src || !srcLen || !codes) {
-    ASSERT(src && srcLen && codes);
-    return Fail("ACompress::ResumeDataBit: null buffer or zero length");
-  }
-  ulong n = 0, number = 0;
-  uint64_t bitPos = 0;
-  // Away from the end a code is cut from one big-endian 32-bit word. The
-  // width stays fixed up to the next threshold, so the loop carries only
-  // the bit position; a clear at width 12 restarts the schedule.
-  while (srcLen >= 4 && (bitPos >> 3) <= srcLen - 4) {
+  if (!src || !srcLen || !codes) return 0;
+  ulong n = 0, number = 0, bit = 0;
+  while (srcLen - bit / 8 >= 2) {
     const unsigned width = WidthFor(number);
-    const ulong until = number < 255 ? 255 : number < 767 ? 767 : number < 1791 ? 1791 : ~0ul;
-    while (number < until && (bitPos >> 3) <= srcLen - 4) {
-      uint32_t word;
-      std::memcpy(&word, src + (bitPos >> 3), 4);
-      word = ToBigEndian(word);
-      const unsigned code = (word << (unsigned)(bitPos & 7)) >> (32 - width);
-      codes[n++] = (unsigned short)code;
-      bitPos += width;
-      ++number;
-      if (TQ_UNLIKELY(code - kClear < 2u)) {
-        if (code == kEnd) {
-          codeCount = n;
-          return 1;
-        }
-        if (width == 12) {
-          number = 1;
-          break;
-        }
-      }
+    unsigned code = 0;
+    for (unsigned b = 0; b < width; ++b, ++bit) {
+      const unsigned byte = bit / 8 < srcLen ? src[bit / 8] : 0;
+      code = (code << 1) | ((byte >> (7 - bit % 8)) & 1);
     }
-  }
-  for (;;) {
-    const ulong p = (ulong)(bitPos >> 3);
-    if (srcLen - p < 2) break;  // fewer than two bytes left
-    const unsigned width = WidthFor(number);
-    // A code spans at most 3 bytes; bytes past the stream read as 0.
-    const uint32_t b0 = src[p], b1 = src[p + 1], b2 = p + 2 < srcLen ? src[p + 2] : 0;
-    const uint32_t word = (b0 << 16) | (b1 << 8) | b2;
-    const unsigned code = (word >> (24 - (unsigned)(bitPos & 7) - width)) & ((1u << width) - 1);
     codes[n++] = (unsigned short)code;
-    bitPos += width;
-    if (code == kEnd) break;
-    number = (code == kClear && width == 12) ? 1 : number + 1;
+    if (code == 257) break;
+    number = (code == 256 && width == 12) ? 1 : number + 1;
   }
   codeCount = n;
   return 1;
-}
-
-// ---------------------------------------------------------------------------
-// Both stages
-
-int ACompress::Comp_LZW(const unsigned char* src, ulong srcLen, unsigned char* dst, ulong dstCap,
-                        ulong& dstLen) {
-  dstLen = 0;
-  if (!src || !srcLen || !dst || !dstCap) {
-    ASSERT(src && srcLen && dst && dstCap);
-    return Fail("ACompress::Comp_LZW: null buffer or zero length");
-  }
-  ulong codeCap, codeBytes, total;
-  if (!tqbase::CheckedMul(srcLen, 3ul, &codeCap) ||
-      !tqbase::CheckedMul(codeCap / 2, (ulong)sizeof(unsigned short), &codeBytes) ||
-      !tqbase::CheckedAdd(codeBytes, kHashBytes, &total))
-    return Fail("ACompress::Comp_LZW: input of %lu bytes is too large", srcLen);
-  codeCap /= 2;  // 1.5 codes per input byte, rounded down
-  WorkBuffer work(total);
-  if (!work.get()) return Fail("ACompress::Comp_LZW: out of memory for %lu bytes", total);
-  unsigned short* codes = reinterpret_cast<unsigned short*>(work.get() + kHashBytes);
-  ulong codeCount = 0;
-  if (!PackLzwHash(src, srcLen, codes, codeCap, codeCount, work.get())) return 0;
-  return TransformDataBits(codes, codeCount, dst, dstCap, dstLen);
-}
-
-int ACompress::UnComp_LZW(const unsigned char* src, ulong srcLen, unsigned char* dst,
-                          ulong dstCap, ulong& dstLen) {
-  dstLen = 0;
-  if (!src || !srcLen || !dst || !dstCap) {
-    ASSERT(src && srcLen && dst && dstCap);
-    return Fail("ACompress::UnComp_LZW: null buffer or zero length");
-  }
-  ulong codeBytes, total;
-  if (!tqbase::CheckedMul(srcLen, (ulong)sizeof(unsigned short), &codeBytes) ||
-      !tqbase::CheckedAdd(codeBytes, kDictBytes, &total))
-    return Fail("ACompress::UnComp_LZW: input of %lu bytes is too large", srcLen);
-  WorkBuffer work(total);
-  if (!work.get()) return Fail("ACompress::UnComp_LZW: out of memory for %lu bytes", total);
-  unsigned short* codes = reinterpret_cast<unsigned short*>(work.get() + kDictBytes);
-  ulong codeCount = 0;
-  if (!ResumeDataBit(src, srcLen, codes, codeCount)) return 0;
-  if (!codeCount) return Fail("ACompress::UnComp_LZW: stream of %lu bytes holds no codes", srcLen);
-  return UnPackLzwWith(codes, codeCount, dst, dstCap, dstLen, reinterpret_cast<LzwEntry*>(work.get()));
 }
 
 // ---------------------------------------------------------------------------
