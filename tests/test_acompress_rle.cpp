@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 
 using tqtest::AsCode;
@@ -243,6 +244,154 @@ TEST(ACompressRleRoundTrip, FastPathsMatchPlainOnes) {
 
 // ---------------------------------------------------------------------------
 // Capacity rules at their boundaries
+
+// Each vector width of the 8-bit decoder (32, 16, byte-wise; capped at what
+// the CPU has) against the plain decoder: lines from noise to runs longer
+// than a record, and random even-length byte streams at random capacities.
+// Buffers are exact-size so the sanitizer sees an overrun; a larger one
+// must keep its excess untouched.
+TEST(ACompressRleRoundTrip, EightBitDecoderAtEveryVectorWidthMatchesPlain) {
+  std::mt19937 rng(35);
+  const int saved = tqbase::codec::SetRleDecodeWidth(32);
+  for (int width : {32, 16, 0}) {
+    tqbase::codec::SetRleDecodeWidth(width);
+    for (int iter = 0; iter < 1500; ++iter) {
+      const unsigned means[] = {1, 2, 9, 33, 130, 300, 2000};
+      const size_t n = 2 + rng() % (iter % 7 == 0 ? 6000 : 400);
+      const Bytes line = tqtest::MakeLine(rng, n, iter % 3 ? 255 : 3, means[iter % 7]);
+      Bytes s(2 * n + 8);
+      ulong sl = 0;
+      ASSERT_EQ(ACompress::Comp_RLE8(line.data(), n, s.data(), s.size(), sl), 1);
+      s.resize(sl);
+      Bytes exact(n), big(n + 70, 0xEE), plain(n + 70, 0xEE);
+      ulong l1 = 0, l2 = 0, l3 = 0;
+      ASSERT_EQ(ACompress::UnComp_RLE8(s.data(), sl, exact.data(), n, l1), 1)
+          << "width " << width << "\n" << AsCode("line", line);
+      ASSERT_EQ(l1, n);
+      ASSERT_EQ(exact, line) << "width " << width << "\n" << AsCode("line", line);
+      ASSERT_EQ(ACompress::UnComp_RLE8(s.data(), sl, big.data(), big.size(), l2), 1);
+      ASSERT_EQ(tqbase::codec::UnComp_RLE8Plain(s.data(), sl, plain.data(), plain.size(), l3), 1);
+      ASSERT_EQ(big, plain) << "width " << width << "\n" << AsCode("line", line);
+      ASSERT_EQ(ACompress::UnComp_RLE8(s.data(), sl, exact.data(), n - 1, l1), 0);
+
+      Bytes hostile = tqtest::RandomBytes(rng, 2 * (1 + rng() % 200));
+      if (iter % 2) for (size_t k = 0; k < hostile.size(); k += 2) hostile[k] = (unsigned char)(1 + rng() % 40);
+      ulong total = 0;
+      for (size_t k = 0; k < hostile.size(); k += 2) total += hostile[k];
+      const ulong cap = 1 + rng() % (total + 40);
+      Bytes out(cap), ref(cap);
+      const int got = ACompress::UnComp_RLE8(hostile.data(), hostile.size(), out.data(), cap, l1);
+      const int want = tqbase::codec::UnComp_RLE8Plain(hostile.data(), hostile.size(), ref.data(), cap, l3);
+      ASSERT_EQ(got, want) << "width " << width << " cap " << cap << "\n" << AsCode("stream", hostile);
+      if (want) {
+        ASSERT_EQ(l1, l3);
+        ASSERT_EQ(Bytes(out.begin(), out.begin() + l1), Bytes(ref.begin(), ref.begin() + l3))
+            << "width " << width << " cap " << cap << "\n" << AsCode("stream", hostile);
+      }
+    }
+  }
+  tqbase::codec::SetRleDecodeWidth(saved);
+}
+
+// The 4- and 24-bit decoders' vector path against their byte-wise one (the
+// same entry point with the vector width capped at 0): whole lines into
+// exact and larger buffers, then random byte streams at random capacities.
+TEST(ACompressRleRoundTrip, FourAndTwentyFourBitDecodersMatchTheByteWisePath) {
+  std::mt19937 rng(37);
+  const int saved = tqbase::codec::SetRleDecodeWidth(32);
+  auto dec = [](int depth, int width, const Bytes& s, Bytes& out, ulong cap, ulong& len) {
+    tqbase::codec::SetRleDecodeWidth(width);
+    return depth == 4 ? ACompress::UnComp_RLE4(s.data(), s.size(), out.data(), cap, len)
+                      : ACompress::UnComp_RLE24(s.data(), s.size(), out.data(), cap, len);
+  };
+  for (int depth : {4, 24}) {
+    for (int iter = 0; iter < 1500; ++iter) {
+      const unsigned means[] = {1, 2, 9, 33, 130, 300, 2000};
+      const size_t pixels = 2 + rng() % (iter % 7 == 0 ? 4000 : 300);
+      const Bytes line = LineFor(rng, depth, pixels, means[iter % 7]);
+      const Bytes s = Encode(depth, line);
+      const size_t n = line.size();
+      Bytes exact(n), big(n + 100, 0xEE), ref(n + 100, 0xEE);
+      ulong l1 = 0, l2 = 0;
+      ASSERT_EQ(dec(depth, 32, s, exact, n, l1), 1) << "depth " << depth << "\n" << AsCode("line", line);
+      ASSERT_EQ(l1, n);
+      ASSERT_EQ(exact, line) << "depth " << depth << "\n" << AsCode("line", line);
+      ASSERT_EQ(dec(depth, 32, s, big, big.size(), l1), 1);
+      ASSERT_EQ(dec(depth, 0, s, ref, ref.size(), l2), 1);
+      ASSERT_EQ(big, ref) << "depth " << depth << "\n" << AsCode("line", line);
+      ASSERT_EQ(dec(depth, 32, s, exact, n - 1, l1), 0);
+
+      const size_t rec = depth == 4 ? 3 : 4;
+      Bytes hostile = tqtest::RandomBytes(rng, rec * (1 + rng() % 150) - (depth == 4 && iter % 2 ? 1 : 0));
+      if (iter % 3) for (size_t k = 0; k < hostile.size(); k += depth == 4 ? 2 : 4) hostile[k] = (unsigned char)(rng() % 40);
+      ulong total = 0;
+      for (size_t k = 0; k < hostile.size(); k += rec) total += hostile[k] + (depth == 4 && k + 2 < hostile.size() ? hostile[k + 2] : 0);
+      const ulong cap = 1 + rng() % ((depth == 24 ? 3 : 1) * total + 40);
+      Bytes out(cap), want(cap);
+      const int g = dec(depth, 32, hostile, out, cap, l1);
+      const int h = dec(depth, 0, hostile, want, cap, l2);
+      ASSERT_EQ(g, h) << "depth " << depth << " cap " << cap << "\n" << AsCode("stream", hostile);
+      if (h) {
+        ASSERT_EQ(l1, l2);
+        ASSERT_EQ(Bytes(out.begin(), out.begin() + l1), Bytes(want.begin(), want.begin() + l2))
+            << "depth " << depth << " cap " << cap << "\n" << AsCode("stream", hostile);
+      }
+    }
+  }
+  tqbase::codec::SetRleDecodeWidth(saved);
+}
+
+// The 24-bit encoder measures runs with vector compares of each byte against
+// the one a pixel later; against records built pixel by pixel, on lines
+// whose neighbouring pixels often differ in one byte only.
+TEST(ACompressRleRoundTrip, TwentyFourBitEncoderMatchesAPixelByPixelModel) {
+  std::mt19937 rng(38);
+  for (int iter = 0; iter < 1500; ++iter) {
+    const unsigned means[] = {1, 2, 5, 17, 300, 700};
+    const size_t pixels = 1 + rng() % (iter % 6 == 0 ? 3000 : 200);
+    Bytes line = LineFor(rng, 24, pixels, means[iter % 6]);
+    for (size_t q = 1; q < pixels; ++q)  // one byte off its neighbour
+      if (rng() % 9 == 0) line[3 * q + rng() % 3] ^= (unsigned char)(1 + rng() % 255);
+    Bytes model;
+    for (size_t q = 0; q < pixels;) {
+      size_t len = 1;
+      while (q + len < pixels && std::equal(&line[3 * q], &line[3 * q] + 3, &line[3 * (q + len)]) && len < 255)
+        ++len;
+      model.push_back((unsigned char)len);
+      model.insert(model.end(), &line[3 * q], &line[3 * q] + 3);
+      q += len;
+    }
+    ASSERT_EQ(Encode(24, line), model) << AsCode("line", line);
+  }
+}
+
+// The general encoder copies literal stretches in bulk; at every capacity
+// from 1 to beyond the stream's length it must stop where the byte-wise
+// writer stops, with the same bytes written and the same dstLen.
+TEST(ACompressRleCapacity, GeneralEncoderFailsWhereThePlainOneDoes) {
+  std::mt19937 rng(36);
+  for (int iter = 0; iter < 400; ++iter) {
+    const unsigned means[] = {1, 1, 2, 4, 300};
+    const size_t n = 1 + rng() % (iter % 5 == 0 ? 1200 : 90);
+    Bytes src = tqtest::MakeLine(rng, n, iter % 4 ? 255 : 3, means[iter % 5]);
+    if (iter % 9 == 0)  // long literal stretches broken by single pairs
+      for (size_t k = 0; k < n; ++k) src[k] = (unsigned char)(k % 251 == 250 ? src[k ? k - 1 : 0] : k * 7 + 1);
+    ulong full = 0;
+    Bytes a(2 * n + 8, 0xEE);
+    ASSERT_EQ(ACompress::Comp_RLE(src.data(), n, a.data(), a.size(), full), 1);
+    for (ulong cap = 1; cap <= full + 2; cap += (n > 300 && cap + 40 < full) ? 1 + rng() % 23 : 1) {
+      Bytes x(cap, 0xEE), y(cap, 0xEE);
+      ulong lx = 7, ly = 7;
+      const int gx = ACompress::Comp_RLE(src.data(), n, x.data(), cap, lx);
+      const int gy = tqbase::codec::Comp_RLEPlain(src.data(), n, y.data(), cap, ly);
+      ASSERT_EQ(gx, gy) << "cap " << cap << "\n" << AsCode("src", src);
+      ASSERT_EQ(lx, ly) << "cap " << cap << "\n" << AsCode("src", src);
+      ASSERT_EQ(x, y) << "cap " << cap << "\n" << AsCode("src", src);
+      ASSERT_EQ(gx, cap >= full ? 1 : 0) << "cap " << cap;
+    }
+  }
+}
+
 
 TEST(ACompressRleCapacity, EachEncoderFailsOneByteBelowItsRule) {
   std::mt19937 rng(24);

@@ -28,6 +28,11 @@ TQBASE_API int ShrinkBit1Plain(const unsigned char* src, unsigned long start,
 TQBASE_API int UnComp_RLE8Plain(const unsigned char* src, unsigned long srcLen,
                                 unsigned char* dst, unsigned long dstCap,
                                 unsigned long& dstLen);
+// Caps the vector width (bytes) of the run-length decoders' fast paths:
+// 32 (AVX2), 16 (SSE2) or 0 (byte-wise); never above what the CPU has, which
+// is the default. Returns the previous width. For the test suites, which
+// run every path on the same streams.
+TQBASE_API int SetRleDecodeWidth(int bytes);
 TQBASE_API int Comp_RLE8Plain(const unsigned char* src, unsigned long srcLen,
                               unsigned char* dst, unsigned long dstCap, unsigned long& dstLen);
 TQBASE_API int Comp_RLEPlain(const unsigned char* src, unsigned long srcLen,

@@ -6,15 +6,27 @@
 // Every reader here is bounded by the stream length it is given and every
 // writer by its capacity; a record that would cross either fails the call.
 // Runs are measured with SSE2 compares where available (bench:
-// BM_Comp_RLE8 against BM_Comp_RLE8Plain); the 8-bit decoder stores short
-// runs as whole 16-byte vectors where later records are known to overwrite
-// the excess (bench: BM_UnComp_RLE8 against BM_UnComp_RLE8Plain).
+// BM_Comp_RLE8 against BM_Comp_RLE8Plain); the general encoder copies
+// stretches of literal bytes in bulk (bench: BM_Comp_RLE against
+// BM_Comp_RLEPlain). The 4-, 8- and 24-bit decoders store short runs as
+// whole vectors where later records are known to overwrite the excess:
+// 32-byte AVX2 stores when the CPU has them (chosen once at run time), else
+// 16-byte SSE2 stores for the 8-bit format (bench: BM_UnComp_RLE8 against
+// BM_UnComp_RLE8Plain and BM_memset).
 #include "acompress_internal.h"
 
 #include <algorithm>
 
 #ifdef TQBASE_CODEC_SSE2
 #include <emmintrin.h>
+#endif
+// AVX2 code is compiled per function (target attribute) and chosen at run
+// time, so only where GCC or Clang build for x86-64 outside Windows; the
+// 32-bit and MSVC builds keep the SSE2 and plain paths.
+#if defined(TQBASE_CODEC_SSE2) && defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__)) && \
+    !defined(_WIN32)
+#define TQBASE_CODEC_AVX2 1
+#include <immintrin.h>
 #endif
 
 using namespace tqbase::codec;
@@ -100,11 +112,31 @@ inline size_t RunOfPair(const unsigned char* p, size_t n, unsigned v) {
   return i;
 }
 
-// Pixels from p[0] on equal to the 3-byte pixel at p.
+// The vector part of RunOfPixel24: pixels 0 .. q all equal the first one
+// exactly when p[j] == p[j + 3] for every byte j below 3q, so the run ends
+// at the first byte that differs from the one three places before it.
+#if defined(__GNUC__)
+__attribute__((noinline))
+#endif
+size_t RunOfPixel24Long(const unsigned char* p, size_t pixels) {
+  const size_t n = 3 * pixels;
+  size_t j = 3;  // pixels 0 and 1 are known equal
+#ifdef TQBASE_CODEC_SSE2
+  for (; j + 19 <= n; j += 16) {
+    const unsigned m = (unsigned)_mm_movemask_epi8(
+        _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + j)),
+                       _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + j + 3))));
+    if (m != 0xFFFFu) return (j + Ctz(~m & 0xFFFFu)) / 3 + 1;
+  }
+#endif
+  while (j + 3 < n && p[j] == p[j + 3]) ++j;
+  return j / 3 + 1;
+}
+
+// Pixels from p[0] on equal to the 3-byte pixel at p (bench: BM_Comp_RLE24).
 inline size_t RunOfPixel24(const unsigned char* p, size_t pixels) {
-  size_t i = 1;
-  while (i < pixels && p[3 * i] == p[0] && p[3 * i + 1] == p[1] && p[3 * i + 2] == p[2]) ++i;
-  return i;
+  if (pixels < 2 || p[3] != p[0] || p[4] != p[1] || p[5] != p[2]) return 1;
+  return RunOfPixel24Long(p, pixels);
 }
 
 // Seven pixels of a 1-bit literal (from p[0..6]) as bits 6..0: non-zero
@@ -162,7 +194,32 @@ void Fill24(unsigned char* d, const unsigned char* px, size_t count) {
   std::memcpy(d, pat, bytes);
 }
 
+// Widest vector the 8-bit decoder uses: 32 with AVX2, 16 with SSE2, else 0.
+int HostVectorWidth() {
+#ifdef TQBASE_CODEC_AVX2
+  if (__builtin_cpu_supports("avx2")) return 32;
+#endif
+#ifdef TQBASE_CODEC_SSE2
+  return 16;
+#else
+  return 0;
+#endif
+}
+
+// Chosen once, on first use (so no other static initialiser can see it
+// unset); the test suites lower it to reach the narrower paths.
+int& DecodeWidth() {
+  static int width = HostVectorWidth();
+  return width;
+}
+
 }  // namespace
+
+int tqbase::codec::SetRleDecodeWidth(int bytes) {
+  const int old = DecodeWidth();
+  DecodeWidth() = std::min(std::max(bytes, 0), HostVectorWidth());
+  return old;
+}
 
 // ===========================================================================
 // General byte format
@@ -207,7 +264,50 @@ struct RleWriter {
     if (litN == 255) CloseLiteral();
     return true;
   }
+  // Literal(p[0]), ..., Literal(p[n - 1]) with the same bytes written, the
+  // same failure point and the same w when it fails.
+  bool Literals(const unsigned char* p, size_t n) {
+    while (n) {
+      if (!litOpen) {
+        if (w + 3 > cap) return false;
+        dst[w] = 0;
+        litPos = w + 1;
+        w += 2;
+        litN = 0;
+        litOpen = true;
+      }
+      const size_t k = std::min(n, (size_t)(255 - litN));
+      if (k >= cap - w) {  // the byte that reaches cap is written, then fails
+        std::memcpy(dst + w, p, cap - w);
+        w = cap;
+        return false;
+      }
+      std::memcpy(dst + w, p, k);
+      w += k;
+      litN += (unsigned)k;
+      if (litN == 255) CloseLiteral();
+      p += k;
+      n -= k;
+    }
+    return true;
+  }
 };
+
+// From i (0 < i < n, src[i - 1] != src[i]): the first j >= i with
+// src[j] == src[j + 1], or n - 1 when no two neighbours from i on are equal.
+ulong LiteralEnd(const unsigned char* src, ulong i, ulong n) {
+#ifdef TQBASE_CODEC_SSE2
+  for (; i + 17 <= n; i += 16) {
+    const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i));
+    const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i + 1));
+    const unsigned m = (unsigned)_mm_movemask_epi8(_mm_cmpeq_epi8(x, y));
+    if (m) return i + Ctz(m);
+  }
+#endif
+  for (; i + 1 < n; ++i)
+    if (src[i] == src[i + 1]) return i;
+  return n - 1;
+}
 
 }  // namespace
 
@@ -215,6 +315,8 @@ int tqbase::codec::Comp_RLEPlain(const unsigned char* src, ulong srcLen, unsigne
                                  ulong dstCap, ulong& dstLen) {
   dstLen = 0;
   if (!src || !dst || !srcLen || !dstCap) return 0;
+  // On failure dstLen tells how far the writer got, as the fast encoder
+  // reports it.
   RleWriter out{dst, dstCap};
   unsigned char v = src[0];
   unsigned len = 1;
@@ -222,24 +324,23 @@ int tqbase::codec::Comp_RLEPlain(const unsigned char* src, ulong srcLen, unsigne
     const unsigned char c = src[i];
     if (c == v) {
       if (len == 255) {
-        if (!out.Repeat(255, v)) return 0;
+        if (!out.Repeat(255, v)) goto full;
         len = 1;
       } else {
         ++len;
       }
       continue;
     }
-    if (len >= 2) {
-      if (!out.Repeat(len, v)) return 0;
-    } else if (!out.Literal(v)) {
-      return 0;
-    }
+    if (len >= 2 ? !out.Repeat(len, v) : !out.Literal(v)) goto full;
     v = c;
     len = 1;
   }
-  if (!out.Repeat(len, v)) return 0;
+  if (!out.Repeat(len, v)) goto full;
   dstLen = out.w;
   return 1;
+full:
+  dstLen = out.w;
+  return 0;
 }
 
 int ACompress::Comp_RLE(const unsigned char* src, ulong srcLen, unsigned char* dst, ulong dstCap,
@@ -261,9 +362,15 @@ int ACompress::Comp_RLE(const unsigned char* src, ulong srcLen, unsigned char* d
       if (!out.Repeat(255, v)) goto full;
     if (len >= 2 || i == srcLen) {
       if (!out.Repeat((unsigned)len, v)) goto full;
-    } else if (!out.Literal(v)) {
-      goto full;
+      continue;
     }
+    // A run of one: it and every following byte up to the next pair of
+    // equal bytes (or up to the last byte, which always ends the stream as
+    // a repeat record) are literal bytes, copied in bulk (bench: BM_Comp_RLE
+    // against BM_Comp_RLEPlain on noise).
+    const ulong end = LiteralEnd(src, i, srcLen);
+    if (!out.Literals(src + i - 1, end - (i - 1))) goto full;
+    i = end;
   }
   dstLen = out.w;
   return 1;
@@ -520,6 +627,222 @@ int ACompress::UnPack2(const unsigned char* src, ulong srcLen, ulong pixels, uns
 }
 
 // ===========================================================================
+// Vector fills of the 4-, 8- and 24-bit decoders
+
+namespace {
+
+#ifdef TQBASE_CODEC_SSE2
+// Records src[0..safe) of an 8-bit stream, where safe is the start of the
+// shortest tail of records holding at least `margin` pixels (0 when the
+// whole stream holds fewer). A run decoded before `safe` may store up to
+// margin - 1 bytes past its end: later records overwrite them before the
+// decoder returns, and they lie inside the decoded line.
+ulong SafeEnd8(const unsigned char* src, ulong srcLen, ulong margin) {
+  ulong safe = srcLen, tailPixels = 0;
+  while (safe && tailPixels < margin) {
+    safe -= 2;
+    tailPixels += src[safe];
+  }
+  return tailPixels < margin ? 0 : safe;
+}
+
+// Decodes the records before SafeEnd8(.., 16) with 16-byte stores; r and w
+// come back at the first record left for the byte-wise loop. False when a
+// record overflows dstCap.
+bool UnRle8Sse2(const unsigned char* src, ulong srcLen, unsigned char* dst, ulong dstCap, ulong& rOut,
+                ulong& wOut) {
+  const ulong safe = SafeEnd8(src, srcLen, 16);
+  ulong w = 0, r = 0;
+  const __m128i countMask = _mm_set1_epi16(0x00FF), one = _mm_set1_epi16(1);
+  while (r < safe) {
+    // Eight records of one pixel each, as noise gives: their values in one
+    // 8-byte store.
+    if (safe - r >= 16 && dstCap - w >= 8) {
+      const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + r));
+      if (_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(x, countMask), one)) == 0xFFFF) {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(dst + w), _mm_packus_epi16(_mm_srli_epi16(x, 8), x));
+        w += 8;
+        r += 16;
+        continue;
+      }
+    }
+    const unsigned c = src[r];
+    const unsigned span = (c + 15) & ~15u;
+    if (span <= dstCap - w) {
+      const __m128i v = _mm_set1_epi8((char)src[r + 1]);
+      for (unsigned k = 0; k < span; k += 16) _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + w + k), v);
+    } else {
+      if (c > dstCap - w) return false;
+      std::memset(dst + w, src[r + 1], c);
+    }
+    w += c;
+    r += 2;
+  }
+  rOut = r;
+  wOut = w;
+  return true;
+}
+#endif
+
+#ifdef TQBASE_CODEC_AVX2
+// One run of c pixels of `value` at dst + w, w moved past it; false when it
+// does not fit dstCap. A run of more than 32 pixels is written from both of
+// its ends (at most four 32-byte stores from each), so it never stores past
+// itself; a run of up to 32 is one 32-byte store when 32 bytes fit, so the
+// caller guarantees 32 pixels of later runs to overwrite the excess. Fewer
+// stores than the 16-byte loop and three predictable tests instead of a
+// loop (bench: BM_UnComp_RLE8, BM_UnComp_RLE4 against BM_memset).
+__attribute__((target("avx2"))) inline bool RunAvx2(unsigned char* dst, ulong& w, ulong dstCap,
+                                                    unsigned char value, unsigned c) {
+  unsigned char* d = dst + w;
+  const ulong room = dstCap - w;
+  const __m256i v = _mm256_set1_epi8((char)value);
+  if (c <= 32) {
+    if (room >= 32) {
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), v);
+    } else {
+      if (c > room) return false;
+      std::memset(d, value, c);
+    }
+  } else {
+    if (c > room) return false;
+    // [0, c) is covered by [0, k) and [c - k, c) for k = 32, 64 or 128 with
+    // k < c <= 2k.
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), v);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + c - 32), v);
+    if (c > 64) {
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 32), v);
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + c - 64), v);
+      if (c > 128) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 64), v);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 96), v);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + c - 128), v);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + c - 96), v);
+      }
+    }
+  }
+  w += c;
+  return true;
+}
+
+// As UnRle8Sse2 with RunAvx2 and a safe margin of 32 pixels.
+__attribute__((target("avx2"))) bool UnRle8Avx2(const unsigned char* src, ulong srcLen,
+                                                unsigned char* dst, ulong dstCap, ulong& rOut,
+                                                ulong& wOut) {
+  const ulong safe = SafeEnd8(src, srcLen, 32);
+  ulong w = 0, r = 0;
+  const __m256i countMask = _mm256_set1_epi16(0x00FF), one = _mm256_set1_epi16(1);
+  while (r < safe) {
+    // Sixteen records of one pixel each (noise): their values in one
+    // 16-byte store.
+    if (src[r] == 1 && safe - r >= 32 && dstCap - w >= 16) {
+      const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + r));
+      if ((unsigned)_mm256_movemask_epi8(_mm256_cmpeq_epi16(_mm256_and_si256(x, countMask), one)) ==
+          0xFFFFFFFFu) {
+        // Per 128-bit lane: 8 values then 8 copies; gather the two value
+        // halves into the low lane.
+        const __m256i packed = _mm256_packus_epi16(_mm256_srli_epi16(x, 8), x);
+        const __m256i low = _mm256_permute4x64_epi64(packed, 0xD8);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + w), _mm256_castsi256_si128(low));
+        w += 16;
+        r += 32;
+        continue;
+      }
+    }
+    if (!RunAvx2(dst, w, dstCap, src[r + 1], src[r])) return false;
+    r += 2;
+  }
+  rOut = r;
+  wOut = w;
+  return true;
+}
+
+// The 4-bit stream's pairs before the last ones that hold at least 32
+// pixels (the lone run A of a 3k+2 stream counted with them), with RunAvx2.
+__attribute__((target("avx2"))) bool UnRle4Avx2(const unsigned char* src, ulong srcLen,
+                                                unsigned char* dst, ulong dstCap, ulong& kOut,
+                                                ulong& wOut) {
+  ulong safe = srcLen - srcLen % 3, tailPixels = srcLen % 3 == 2 ? src[safe] : 0;
+  while (safe && tailPixels < 32) {
+    safe -= 3;
+    tailPixels += (ulong)src[safe] + src[safe + 2];
+  }
+  if (tailPixels < 32) safe = 0;
+  ulong w = 0, k = 0;
+  for (; k < safe; k += 3) {
+    const unsigned vb = src[k + 1];
+    if (!RunAvx2(dst, w, dstCap, (unsigned char)(vb >> 4), src[k])) return false;
+    if (!RunAvx2(dst, w, dstCap, (unsigned char)(vb & 0x0F), src[k + 2])) return false;
+  }
+  kOut = k;
+  wOut = w;
+  return true;
+}
+
+// The 24-bit records before the last ones that hold at least 32 pixels.
+// Each run is stored as 96-byte blocks of its pixel (three vectors, built
+// once per record with byte shuffles): from its start, and a last block
+// ending exactly at its end (a multiple of 3 bytes in, so in phase). Runs
+// under 32 pixels spill up to 93 bytes into the following records; a run
+// of one pixel is a 4-byte copy of its record's bytes 1..4 (bench:
+// BM_UnComp_RLE24 against BM_memset).
+__attribute__((target("avx2"))) bool UnRle24Avx2(const unsigned char* src, ulong srcLen,
+                                                 unsigned char* dst, ulong dstCap, ulong& rOut,
+                                                 ulong& wOut) {
+  ulong safe = srcLen, tailPixels = 0;
+  while (safe && tailPixels < 32) {
+    safe -= 4;
+    tailPixels += src[safe];
+  }
+  if (tailPixels < 32) safe = 0;
+  // Byte i of the 96-byte block is pixel byte i mod 3; each 128-bit lane
+  // shuffles from a lane holding the pixel at bytes 0..2.
+  alignas(32) static const unsigned char kIdx[96] = {
+      0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1,
+      2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0,
+      1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2};
+  const __m256i i0 = _mm256_load_si256(reinterpret_cast<const __m256i*>(kIdx));
+  const __m256i i1 = _mm256_load_si256(reinterpret_cast<const __m256i*>(kIdx + 32));
+  const __m256i i2 = _mm256_load_si256(reinterpret_cast<const __m256i*>(kIdx + 64));
+  ulong w = 0, r = 0;
+  for (; r < safe; r += 4) {
+    const unsigned c = src[r];
+    unsigned char* d = dst + w;
+    const ulong room = dstCap - w, bytes = 3ul * c;
+    if (c == 1 && room >= 4) {
+      std::memcpy(d, src + r + 1, 4);
+    } else if (bytes >= 96 || room >= 96) {
+      if (bytes > room) return false;
+      uint32_t px;
+      std::memcpy(&px, src + r + 1, 3);  // bytes 3 of px unused: shuffled out
+      const __m256i p = _mm256_set1_epi32((int)px);
+      const __m256i a = _mm256_shuffle_epi8(p, i0), b = _mm256_shuffle_epi8(p, i1),
+                    e = _mm256_shuffle_epi8(p, i2);
+      ulong k = 0;
+      for (; k + 96 < bytes; k += 96) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + k), a);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + k + 32), b);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + k + 64), e);
+      }
+      k = bytes > 96 ? bytes - 96 : 0;
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + k), a);
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + k + 32), b);
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + k + 64), e);
+    } else {
+      if (bytes > room) return false;
+      Fill24(d, src + r + 1, c);
+    }
+    w += bytes;
+  }
+  rOut = r;
+  wOut = w;
+  return true;
+}
+#endif
+
+}  // namespace
+
+// ===========================================================================
 // 4-bit format
 
 int ACompress::Comp_RLE4(const unsigned char* src, ulong srcLen, unsigned char* dst, ulong dstCap,
@@ -575,8 +898,12 @@ int ACompress::UnComp_RLE4(const unsigned char* src, ulong srcLen, unsigned char
     return Fail("ACompress::UnComp_RLE4: null buffer or zero length");
   }
   if (srcLen % 3 == 1) return Fail("ACompress::UnComp_RLE4: invalid stream length %lu", srcLen);
-  ulong w = 0;
-  for (ulong k = 0; k < srcLen; k += 3) {
+  ulong w = 0, k = 0;
+#ifdef TQBASE_CODEC_AVX2
+  if (DecodeWidth() >= 32 && !UnRle4Avx2(src, srcLen, dst, dstCap, k, w))
+    return Fail("ACompress::UnComp_RLE4: output exceeds %lu bytes", dstCap);
+#endif
+  for (; k < srcLen; k += 3) {
     const unsigned ca = src[k], vb = src[k + 1];
     if (ca > dstCap - w) return Fail("ACompress::UnComp_RLE4: output exceeds %lu bytes", dstCap);
     Fill(dst + w, (unsigned char)(vb >> 4), ca);
@@ -688,42 +1015,17 @@ int ACompress::UnComp_RLE8(const unsigned char* src, ulong srcLen, unsigned char
     return Fail("ACompress::UnComp_RLE8: null buffer or zero length");
   }
   if (srcLen & 1) return Fail("ACompress::UnComp_RLE8: odd stream length %lu", srcLen);
-  // Records before `safe` are followed by at least 16 pixels of later
-  // records, so a run may be stored as whole 16-byte vectors: the excess
-  // (under 16 bytes) is overwritten before the call returns, and always
-  // stays inside dstCap.
-  ulong safe = srcLen, tailPixels = 0;
-  while (safe && tailPixels < 16) {
-    safe -= 2;
-    tailPixels += src[safe];
-  }
-  if (tailPixels < 16) safe = 0;
   ulong w = 0, r = 0;
+#ifdef TQBASE_CODEC_AVX2
+  if (DecodeWidth() >= 32) {
+    if (!UnRle8Avx2(src, srcLen, dst, dstCap, r, w))
+      return Fail("ACompress::UnComp_RLE8: output exceeds %lu bytes", dstCap);
+  } else
+#endif
 #ifdef TQBASE_CODEC_SSE2
-  const __m128i countMask = _mm_set1_epi16(0x00FF), one = _mm_set1_epi16(1);
-  while (r < safe) {
-    // Eight records of one pixel each, as noise gives: their values in one
-    // 8-byte store.
-    if (safe - r >= 16 && dstCap - w >= 8) {
-      const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + r));
-      if (_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(x, countMask), one)) == 0xFFFF) {
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(dst + w), _mm_packus_epi16(_mm_srli_epi16(x, 8), x));
-        w += 8;
-        r += 16;
-        continue;
-      }
-    }
-    const unsigned c = src[r];
-    const unsigned span = (c + 15) & ~15u;
-    if (span <= dstCap - w) {
-      const __m128i v = _mm_set1_epi8((char)src[r + 1]);
-      for (unsigned k = 0; k < span; k += 16) _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + w + k), v);
-    } else {
-      if (c > dstCap - w) return Fail("ACompress::UnComp_RLE8: output exceeds %lu bytes", dstCap);
-      std::memset(dst + w, src[r + 1], c);
-    }
-    w += c;
-    r += 2;
+  if (DecodeWidth() >= 16) {
+    if (!UnRle8Sse2(src, srcLen, dst, dstCap, r, w))
+      return Fail("ACompress::UnComp_RLE8: output exceeds %lu bytes", dstCap);
   }
 #endif
   for (; r < srcLen; r += 2) {
@@ -779,8 +1081,12 @@ int ACompress::UnComp_RLE24(const unsigned char* src, ulong srcLen, unsigned cha
     return Fail("ACompress::UnComp_RLE24: null buffer or zero length");
   }
   if (srcLen % 4) return Fail("ACompress::UnComp_RLE24: length %lu is not a multiple of 4", srcLen);
-  ulong w = 0;
-  for (ulong r = 0; r < srcLen; r += 4) {
+  ulong w = 0, r = 0;
+#ifdef TQBASE_CODEC_AVX2
+  if (DecodeWidth() >= 32 && !UnRle24Avx2(src, srcLen, dst, dstCap, r, w))
+    return Fail("ACompress::UnComp_RLE24: output exceeds %lu bytes", dstCap);
+#endif
+  for (; r < srcLen; r += 4) {
     const ulong bytes = 3ul * src[r];
     if (bytes > dstCap - w) return Fail("ACompress::UnComp_RLE24: output exceeds %lu bytes", dstCap);
     Fill24(dst + w, src + r + 1, src[r]);
