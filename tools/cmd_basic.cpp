@@ -49,12 +49,6 @@ int Fail(const std::string& message) {
   return 1;
 }
 
-std::string LastError() {
-  CString text;
-  g_Error.GetLastError(text);
-  return text.IsEmpty() ? std::string("unknown error") : std::string(text.GetString());
-}
-
 // ---------------------------------------------------------------------------
 // Units as typed on the command line
 
@@ -231,7 +225,7 @@ void SetupPaths(CLI::App& app) {
     if (*create) {
       g_Error.ClearError();
       g_AppPath.CreatePath();
-      if (g_Error.IsError()) Fail(LastError());
+      if (g_Error.IsError()) Fail(tqtool::LastErrorText());
     }
   });
 }
@@ -261,7 +255,7 @@ void SetupPrefs(CLI::App& app) {
   save->add_option("FILE", opts->file, "INI file to write")->required();
   save->callback([opts] {
     if (!g_Flags.SaveToProfile(opts->file.c_str())) {
-      Fail(LastError());
+      Fail(tqtool::LastErrorText());
       return;
     }
     std::printf("saved %d keys to %s\n", AGFLAGS::GetKeyCount(), opts->file.c_str());
@@ -271,7 +265,7 @@ void SetupPrefs(CLI::App& app) {
   load->add_option("FILE", opts->file, "INI file to read")->required();
   load->callback([opts] {
     if (!g_Flags.LoadFromProfile(opts->file.c_str())) {
-      Fail(LastError());
+      Fail(tqtool::LastErrorText());
       return;
     }
     PrintPrefs(g_Flags);
@@ -286,7 +280,7 @@ void SetupPrefs(CLI::App& app) {
       return;
     }
     if (!g_Flags.SaveToProfile()) {
-      Fail(LastError());
+      Fail(tqtool::LastErrorText());
       return;
     }
     std::printf("%s=%s saved to %s\n", opts->key.c_str(), opts->value.c_str(),

@@ -15,6 +15,7 @@
 // the bit stream.
 #include "command.h"
 #include "demo.h"
+#include "image_io.h"
 
 #include <tqbase/tqbase.h>
 
@@ -61,11 +62,6 @@ int Error(const std::string& text) {
   return 1;
 }
 
-bool EndsWith(const std::string& s, const char* tail) {
-  const size_t n = std::strlen(tail);
-  return s.size() >= n && s.compare(s.size() - n, n, tail) == 0;
-}
-
 // A progress bar on stderr, shown only on a terminal and only once a job
 // has run for more than half a second.
 class Progress {
@@ -104,12 +100,7 @@ private:
 
 // ---- images ----
 
-struct Image {
-  uint32_t width = 0, height = 0;
-  int depth = 8;  // of the pixels held: 24 -> 3 bytes per pixel, else 1
-  Bytes pixels;   // expanded rows
-  size_t RowBytes() const { return (size_t)width * (depth == 24 ? 3 : 1); }
-};
+using tqtool::Image;
 
 // Reads an image for coding at `depth`: values are reduced to the depth
 // (the top bits of a grey level), colour is kept only at 24.
@@ -117,7 +108,7 @@ bool LoadImage(const std::string& path, int depth, uint32_t rawWidth, Image& im,
   im.depth = depth;
   const int bpp = depth == 24 ? 3 : 1;
 #ifdef TQTOOL_HAVE_PNG
-  if (EndsWith(path, ".png") || EndsWith(path, ".PNG")) {
+  if (tqtool::HasSuffix(path, ".png")) {
     png_image png;
     std::memset(&png, 0, sizeof png);
     png.version = PNG_IMAGE_VERSION;
@@ -156,26 +147,7 @@ bool LoadImage(const std::string& path, int depth, uint32_t rawWidth, Image& im,
 }
 
 bool SaveImage(const std::string& path, const Image& im, std::string& err) {
-#ifdef TQTOOL_HAVE_PNG
-  if (EndsWith(path, ".png") || EndsWith(path, ".PNG")) {
-    Bytes px = im.pixels;
-    if (im.depth < 8) {  // spread the levels over 0..255
-      const unsigned maxValue = (1u << im.depth) - 1;
-      for (auto& p : px) p = (unsigned char)(p * 255u / maxValue);
-    }
-    png_image png;
-    std::memset(&png, 0, sizeof png);
-    png.version = PNG_IMAGE_VERSION;
-    png.width = im.width;
-    png.height = im.height;
-    png.format = im.depth == 24 ? PNG_FORMAT_RGB : PNG_FORMAT_GRAY;
-    if (!png_image_write_to_file(&png, path.c_str(), 0, px.data(), 0, nullptr)) {
-      err = std::string("cannot write PNG: ") + png.message;
-      return false;
-    }
-    return true;
-  }
-#endif
+  if (tqtool::HavePng() && tqtool::HasSuffix(path, ".png")) return tqtool::WritePng(path, im, err);
   if (!WriteFile(path, im.pixels)) {
     err = "cannot write " + path;
     return false;

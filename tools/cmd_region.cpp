@@ -13,6 +13,7 @@
 // ellipses, turned rectangles) and ACycle (the repeat).
 #include "command.h"
 #include "demo.h"
+#include "image_io.h"
 
 #include <tqbase/tqbase.h>
 
@@ -30,9 +31,6 @@
 #include <string>
 #include <vector>
 
-#ifdef TQTOOL_HAVE_PNG
-#include <png.h>
-#endif
 
 namespace {
 
@@ -378,11 +376,6 @@ bool ParseShapesText(std::istream& in, const std::string& name, Job* job, std::s
 
 // ---- building -------------------------------------------------------------------
 
-std::string LastError(const char* fallback) {
-  if (g_Error.IsError() && !g_Error.strError.IsEmpty()) return std::string(g_Error.strError);
-  return fallback;
-}
-
 // The region of one shape into out (empty shapes give an empty region).
 bool BuildShape(const Shape& s, CRstLines& out, std::string* err) {
   g_Error.ClearError();
@@ -391,7 +384,7 @@ bool BuildShape(const Shape& s, CRstLines& out, std::string* err) {
   switch (s.kind) {
     case kPoly:
       if (!out.Create(s.pts.data(), (int)s.pts.size(), (AFillMode)s.fill)) {
-        *err = LastError("the polygon could not be scan converted");
+        *err = tqtool::LastErrorText("the polygon could not be scan converted");
         return false;
       }
       return true;
@@ -400,7 +393,7 @@ bool BuildShape(const Shape& s, CRstLines& out, std::string* err) {
     case kCircle: {
       if (s.kind == kRect && s.degrees == 0.0) {
         if (!out.Create(s.rc) && g_Error.IsError()) {
-          *err = LastError("the rectangle could not be made");
+          *err = tqtool::LastErrorText("the rectangle could not be made");
           return false;
         }
         return true;
@@ -410,7 +403,7 @@ bool BuildShape(const Shape& s, CRstLines& out, std::string* err) {
                                   : CEllipse::EllipseRasterLine(s.rc, angle, *piece);
       if (!made) {
         if (g_Error.IsError()) {
-          *err = LastError("the shape could not be made");
+          *err = tqtool::LastErrorText("the shape could not be made");
           return false;
         }
         return true;  // an empty rectangle: an empty region
@@ -459,62 +452,6 @@ void PrintSummary(const char* label, const Summary& s) {
 
 // ---- images ---------------------------------------------------------------------
 
-bool WritePGM(const std::string& path, const std::vector<unsigned char>& px, int w, int h,
-              std::string* err) {
-  FILE* f = std::fopen(path.c_str(), "wb");
-  if (!f) {
-    *err = "cannot open " + path + ": " + std::strerror(errno);
-    return false;
-  }
-  std::fprintf(f, "P5\n%d %d\n255\n", w, h);
-  bool ok = std::fwrite(px.data(), 1, px.size(), f) == px.size();
-  ok = (std::fclose(f) == 0) && ok;
-  if (!ok) *err = "cannot write " + path;
-  return ok;
-}
-
-#ifdef TQTOOL_HAVE_PNG
-bool WritePNG(const std::string& path, const std::vector<unsigned char>& px, int w, int h,
-              std::string* err) {
-  FILE* f = std::fopen(path.c_str(), "wb");
-  if (!f) {
-    *err = "cannot open " + path + ": " + std::strerror(errno);
-    return false;
-  }
-  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-  png_infop info = png ? png_create_info_struct(png) : nullptr;
-  if (!png || !info) {
-    png_destroy_write_struct(&png, info ? &info : nullptr);
-    std::fclose(f);
-    *err = "libpng could not start";
-    return false;
-  }
-  if (setjmp(png_jmpbuf(png))) {
-    png_destroy_write_struct(&png, &info);
-    std::fclose(f);
-    *err = "libpng failed writing " + path;
-    return false;
-  }
-  png_init_io(png, f);
-  png_set_IHDR(png, info, (png_uint_32)w, (png_uint_32)h, 8, PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE,
-               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-  png_write_info(png, info);
-  for (int y = 0; y < h; ++y) png_write_row(png, (png_const_bytep)(px.data() + (size_t)y * (size_t)w));
-  png_write_end(png, nullptr);
-  png_destroy_write_struct(&png, &info);
-  if (std::fclose(f) != 0) {
-    *err = "cannot write " + path;
-    return false;
-  }
-  return true;
-}
-#endif
-
-bool EndsWith(const std::string& s, const char* suffix) {
-  size_t n = std::strlen(suffix);
-  return s.size() >= n && Lower(s.substr(s.size() - n)) == suffix;
-}
-
 // Writes the region's pixels inside rc as a mask (255 inside, 0 outside; the
 // other way round with invert). Returns the path written.
 bool WriteMask(const CRstLines& region, const RECT& rc, std::string path, bool invert,
@@ -532,26 +469,27 @@ bool WriteMask(const CRstLines& region, const RECT& rc, std::string path, bool i
   if (const CRasterArray* arr = region.GetData()) {
     for (RSRLINE* p : *arr) {
       if (p && p->arRun.GetSize() > 0 && !CRstLines::SetRasterMaskInBuf(px.data(), rc, p, 255)) {
-        *err = LastError("a piece of the region does not fit the image");
+        *err = tqtool::LastErrorText("a piece of the region does not fit the image");
         return false;
       }
     }
   }
   if (invert)
     for (unsigned char& b : px) b = (unsigned char)(255 - b);
-#ifdef TQTOOL_HAVE_PNG
-  if (!EndsWith(path, ".pgm")) {
+tqtool::Image im;
+  im.width = (uint32_t)w;
+  im.height = (uint32_t)h;
+  im.pixels.swap(px);
+  if (tqtool::HavePng() && !tqtool::HasSuffix(path, ".pgm")) {
     *written = path;
-    return WritePNG(path, px, (int)w, (int)h, err);
+    return tqtool::WritePng(path, im, *err);
   }
-#else
-  if (EndsWith(path, ".png")) {
+  if (tqtool::HasSuffix(path, ".png")) {
     path = path.substr(0, path.size() - 4) + ".pgm";
     std::fprintf(stderr, "tqbase region: built without libpng; writing %s instead\n", path.c_str());
   }
-#endif
   *written = path;
-  return WritePGM(path, px, (int)w, (int)h, err);
+  return tqtool::WritePgm(path, im, *err);
 }
 
 // ---- the command -----------------------------------------------------------------
@@ -595,7 +533,7 @@ int RunJob(Job& job, const Options& o, const std::string& imagePath) {
     int code = region.Combine(&region, &shape, s.op, pc);
     if (code == RST_FAILED) {
       std::fprintf(stderr, "tqbase region: %s %s failed: %s\n", kOpName[s.op - RST_AND], s.text.c_str(),
-                   LastError("the regions could not be combined").c_str());
+                   tqtool::LastErrorText("the regions could not be combined").c_str());
       return 1;
     }
   }
@@ -629,7 +567,7 @@ int RunJob(Job& job, const Options& o, const std::string& imagePath) {
     shown = region;
     g_Error.ClearError();
     if (!shown.Cycle(pc, &rc)) {
-      std::fprintf(stderr, "tqbase region: %s\n", LastError("the repeat could not be drawn").c_str());
+      std::fprintf(stderr, "tqbase region: %s\n", tqtool::LastErrorText("the repeat could not be drawn").c_str());
       return 1;
     }
     out = &shown;

@@ -21,6 +21,10 @@ struct CommandRegistrar {
   CommandRegistrar(const char* order, SetupFn setup);
 };
 
+// The text of the library's last error (g_Error), or fallback when none
+// is recorded.
+std::string LastErrorText(const char* fallback = "unknown error");
+
 // Sets the process exit code that main() returns after the callbacks ran.
 void ToolExit(int code);
 int ExitCode();

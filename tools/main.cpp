@@ -24,6 +24,12 @@ CommandRegistrar::CommandRegistrar(const char* order, SetupFn setup) {
   Registry().emplace_back(order, setup);
 }
 void ToolExit(int code) { g_exitCode = code; }
+
+std::string LastErrorText(const char* fallback) {
+  CString text;
+  g_Error.GetLastError(text);
+  return text.IsEmpty() ? std::string(fallback) : std::string(text.GetString());
+}
 int ExitCode() { return g_exitCode; }
 
 }  // namespace tqtool

@@ -1,0 +1,32 @@
+// image_io.h - the tool's image files: expanded pixel rows written as PNG
+// (when libpng is present) or as binary PGM.
+#ifndef TQBASE_TOOLS_IMAGE_IO_H
+#define TQBASE_TOOLS_IMAGE_IO_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tqtool {
+
+// Expanded rows, tightly packed: 3 bytes per pixel at depth 24, else one
+// byte holding a level of `depth` bits.
+struct Image {
+  uint32_t width = 0, height = 0;
+  int depth = 8;
+  std::vector<unsigned char> pixels;
+  size_t RowBytes() const { return (size_t)width * (depth == 24 ? 3 : 1); }
+};
+
+// True when libpng was found at build time.
+bool HavePng();
+// PNG, grey or RGB; levels below 8 bits are spread over 0..255.
+bool WritePng(const std::string& path, const Image& im, std::string& err);
+// Binary PGM of an 8-bit grey image.
+bool WritePgm(const std::string& path, const Image& im, std::string& err);
+// Case-insensitive test of a file name's ending, such as ".png".
+bool HasSuffix(const std::string& path, const char* suffix);
+
+}  // namespace tqtool
+
+#endif  // TQBASE_TOOLS_IMAGE_IO_H
