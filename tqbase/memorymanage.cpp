@@ -80,6 +80,12 @@ void ClearRegister(AllocRegister& reg) {
   reg.slots.clear();
 }
 
+// Live records (slots false) or the slot array's length (slots true).
+int SizeOf(AllocRegister& reg, bool slots) {
+  std::lock_guard<std::mutex> lock(reg.mutex);
+  return (int)(slots ? reg.slots.size() : reg.map.size());
+}
+
 int SlotOf(AllocRegister& reg, uintptr_t id) {
   std::lock_guard<std::mutex> lock(reg.mutex);
   auto it = reg.map.find(id);
@@ -148,30 +154,10 @@ void AGV::Exit() {
                  "以上是用GlobalAlloc函数申请的没有释放的堆空间地址--------\n\n");
 }
 
-int AGV::GetGlobalAllocCount() {
-  AllocRegister& r = GlobalRegister();
-  std::lock_guard<std::mutex> lock(r.mutex);
-  return (int)r.map.size();
-}
-
-int AGV::GetGlobalSlotCount() {
-  AllocRegister& r = GlobalRegister();
-  std::lock_guard<std::mutex> lock(r.mutex);
-  return (int)r.slots.size();
-}
-
-int AGV::GetVirtualAllocCount() {
-  AllocRegister& r = VirtualRegister();
-  std::lock_guard<std::mutex> lock(r.mutex);
-  return (int)r.map.size();
-}
-
-int AGV::GetVirtualSlotCount() {
-  AllocRegister& r = VirtualRegister();
-  std::lock_guard<std::mutex> lock(r.mutex);
-  return (int)r.slots.size();
-}
-
+int AGV::GetGlobalAllocCount() { return SizeOf(GlobalRegister(), false); }
+int AGV::GetGlobalSlotCount() { return SizeOf(GlobalRegister(), true); }
+int AGV::GetVirtualAllocCount() { return SizeOf(VirtualRegister(), false); }
+int AGV::GetVirtualSlotCount() { return SizeOf(VirtualRegister(), true); }
 int AGV::GetGlobalSlot(HGLOBAL h) { return SlotOf(GlobalRegister(), (uintptr_t)h); }
 int AGV::GetVirtualSlot(const void* base) { return SlotOf(VirtualRegister(), (uintptr_t)base); }
 
