@@ -43,28 +43,19 @@ inline Bytes MakeLine(std::mt19937& rng, size_t len, unsigned maxValue, unsigned
   return v;
 }
 
-// The same for 24-bit pixels (3 bytes each); colours from a small palette
-// so that runs form.
-inline Bytes MakeLine24(std::mt19937& rng, size_t pixels, unsigned meanRun) {
-  Bytes v;
-  std::uniform_int_distribution<unsigned> val(0, 255);
-  unsigned char pal[4][3];
-  for (auto& p : pal)
-    for (auto& c : p) c = (unsigned char)val(rng);
-  std::geometric_distribution<unsigned> run(1.0 / (meanRun ? meanRun : 1));
-  std::uniform_int_distribution<unsigned> pick(0, 3);
-  while (v.size() < 3 * pixels) {
-    size_t n = 1 + run(rng);
-    const unsigned k = pick(rng);
-    for (; n && v.size() < 3 * pixels; --n) v.insert(v.end(), pal[k], pal[k] + 3);
-  }
-  return v;
-}
-
 inline Bytes RandomBytes(std::mt19937& rng, size_t len) {
   Bytes v(len);
   std::uniform_int_distribution<unsigned> val(0, 255);
   for (auto& b : v) b = (unsigned char)val(rng);
+  return v;
+}
+
+// The same for 24-bit pixels (3 bytes each); colours from a palette of four
+// so that runs form.
+inline Bytes MakeLine24(std::mt19937& rng, size_t pixels, unsigned meanRun) {
+  const Bytes pal = RandomBytes(rng, 12);
+  Bytes v;
+  for (unsigned char k : MakeLine(rng, pixels, 3, meanRun)) v.insert(v.end(), &pal[3 * k], &pal[3 * k] + 3);
   return v;
 }
 

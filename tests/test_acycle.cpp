@@ -130,29 +130,27 @@ std::vector<RunPiece> CutRun(const APTLENGTH& run, const CYCLEINFO& ci) {
 // Folding
 
 TEST(ACycleFold, WorkedExamples) {
-  CYCLEINFO ci = Cycle(100, 50, 25, 1);
-  POINT p = Pt(-1, 10);
-  ACycle::GCalLocalPoint(p, &ci);
-  EXPECT_EQ(p.x, 99);
-  EXPECT_EQ(p.y, 35);
-  p = ACycle::GCalLocalPoint(250, 10, &ci);
-  EXPECT_EQ(p.x, 50);
-  EXPECT_EQ(p.y, 10);
-  int x = 0, y = -1;
-  ACycle::GCalLocalPoint(&x, &y, &ci);
-  EXPECT_EQ(x, 0);
-  EXPECT_EQ(y, 49);
-  CYCLEINFO c2 = Cycle(100, 50, 25, 2);
-  p = ACycle::GCalLocalPoint(10, -1, &c2);
-  EXPECT_EQ(p.x, 35);
-  EXPECT_EQ(p.y, 49);
-  // Exactly -width and -width - 1.
-  p = ACycle::GCalLocalPoint(-100, 0, &ci);
-  EXPECT_EQ(p.x, 0);
-  EXPECT_EQ(p.y, 25);
-  p = ACycle::GCalLocalPoint(-101, 0, &ci);
-  EXPECT_EQ(p.x, 99);
-  EXPECT_EQ(p.y, 0);  // 0 + 2 * 25 = 50 -> 0
+  const CYCLEINFO one = Cycle(100, 50, 25, 1), two = Cycle(100, 50, 25, 2);
+  struct Case {
+    const CYCLEINFO* ci;
+    int x, y, fx, fy;
+  } cases[] = {
+      {&one, -1, 10, 99, 35}, {&one, 250, 10, 50, 10}, {&one, 0, -1, 0, 49}, {&two, 10, -1, 35, 49},
+      // Exactly -width and -width - 1: 0 + 2 * 25 = 50 wraps to 0.
+      {&one, -100, 0, 0, 25}, {&one, -101, 0, 99, 0},
+  };
+  for (const Case& c : cases) {
+    std::string code =
+        Code(*c.ci) + " ACycle::GCalLocalPoint(" + std::to_string(c.x) + ", " + std::to_string(c.y) + ", &ci);";
+    POINT p = ACycle::GCalLocalPoint(c.x, c.y, c.ci);
+    EXPECT_TRUE(p.x == c.fx && p.y == c.fy) << code;
+    // The in-place forms agree.
+    POINT q = Pt(c.x, c.y);
+    ACycle::GCalLocalPoint(q, c.ci);
+    int x = c.x, y = c.y;
+    ACycle::GCalLocalPoint(&x, &y, c.ci);
+    EXPECT_TRUE(q.x == c.fx && q.y == c.fy && x == c.fx && y == c.fy) << code;
+  }
 }
 
 TEST(ACycleFold, LeavesPointWhenOffZeroSizedOrOddWay) {
@@ -249,68 +247,38 @@ TEST(ACycleFold, ManyPointsAndMembers) {
   cyc.SetCycleParams(30, 20, 7);
   cyc.SetCycleOnOff(1);
   cyc.SetCycleWay(2);
-  POINT pts[4] = {Pt(-5, -5), Pt(31, 19), Pt(0, 0), Pt(100, -100)};
-  POINT ref[4];
+  POINT pts[4] = {Pt(-5, -5), Pt(31, 19), Pt(0, 0), Pt(100, -100)}, ref[4];
   for (int i = 0; i < 4; ++i) ref[i] = ACycle::GCalLocalPoint(pts[i].x, pts[i].y, cyc.CycleInfoPtr());
   cyc.CalLocalPoints(pts, 4);
-  for (int i = 0; i < 4; ++i) {
-    EXPECT_EQ(pts[i].x, ref[i].x);
-    EXPECT_EQ(pts[i].y, ref[i].y);
-  }
+  for (int i = 0; i < 4; ++i) EXPECT_TRUE(pts[i].x == ref[i].x && pts[i].y == ref[i].y) << i;
   POINT q = Pt(-5, -5);
   EXPECT_TRUE(cyc.CycleSituation(&q));
   EXPECT_EQ(q.x, ref[0].x);
+  // Off: only a point inside the tile is in the situation.
   cyc.SetCycleOnOff(0);
-  q = Pt(29, 19);
-  EXPECT_TRUE(cyc.CycleSituation(&q));
-  q = Pt(30, 0);
-  EXPECT_FALSE(cyc.CycleSituation(&q));
-  q = Pt(-1, 0);
-  EXPECT_FALSE(cyc.CycleSituation(&q));
+  for (POINT t : {Pt(29, 19), Pt(30, 0), Pt(-1, 0)}) EXPECT_EQ(cyc.CycleSituation(&t) != 0, t.x == 29) << t.x;
 }
 
 // ---------------------------------------------------------------------------
 // Runs
 
 TEST(ACycleRun, TileCountBound) {
-  CYCLEINFO ci = Cycle(100, 10, 0, 1);
-  APTLENGTH r = {0, 0, 1};
-  EXPECT_EQ(ACycle::GCalCycleLine(r, nullptr, nullptr, &ci), 1);
-  r.length = 101;
-  EXPECT_EQ(ACycle::GCalCycleLine(r, nullptr, nullptr, &ci), 2);
-  r.length = 102;
-  EXPECT_EQ(ACycle::GCalCycleLine(r, nullptr, nullptr, &ci), 3);
-  r.length = 100;
-  EXPECT_EQ(ACycle::GCalCycleLine(r, nullptr, nullptr, &ci), 2);
-  r.length = 0;
-  EXPECT_EQ(ACycle::GCalCycleLine(r, nullptr, nullptr, &ci), 1);
-  CYCLEINFO off = Cycle(100, 10, 0, 1, 0);
-  r.length = 100000;
-  EXPECT_EQ(ACycle::GCalCycleLine(r, nullptr, nullptr, &off), 1);
-  CYCLEINFO zero = Cycle(0, 10, 0, 1);
-  EXPECT_EQ(ACycle::GCalCycleLine(r, nullptr, nullptr, &zero), 0);
+  const CYCLEINFO ci = Cycle(100, 10, 0, 1), off = Cycle(100, 10, 0, 1, 0), zero = Cycle(0, 10, 0, 1);
+  for (auto c : {std::make_pair(1, 1), std::make_pair(101, 2), std::make_pair(102, 3), std::make_pair(100, 2),
+                 std::make_pair(0, 1)}) {
+    APTLENGTH r = {0, 0, c.first};
+    EXPECT_EQ(ACycle::GCalCycleLine(r, nullptr, nullptr, &ci), c.second) << Code(r);
+  }
+  APTLENGTH r = {0, 0, 100000};
   APTLENGTH pieces[4];
+  EXPECT_EQ(ACycle::GCalCycleLine(r, nullptr, nullptr, &off), 1);
+  EXPECT_EQ(ACycle::GCalCycleLine(r, nullptr, nullptr, &zero), 0);
   EXPECT_EQ(ACycle::GCalCycleLine(r, pieces, nullptr, &zero), 0);
   // W = 1 and a run of INT_MAX pixels would need more than an int counts.
   CYCLEINFO one = Cycle(1, 1, 0, 1);
   APTLENGTH huge = {0, 0, INT_MAX};
   EXPECT_EQ(ACycle::GCalCycleLine(huge, nullptr, nullptr, &one), 0);
   EXPECT_EQ(ACycle::GCalCycleLine(huge, pieces, nullptr, &one), 0);
-}
-
-TEST(ACycleRun, RunOfExactlyOneWidth) {
-  CYCLEINFO ci = Cycle(100, 50, 25, 1);
-  APTLENGTH r = {1, 0, 100};
-  APTLENGTH pieces[2];
-  int offsets[2];
-  ASSERT_EQ(ACycle::GCalCycleLine(r, pieces, offsets, &ci), 2);
-  EXPECT_EQ(pieces[0].x, 1);
-  EXPECT_EQ(pieces[0].length, 99);
-  EXPECT_EQ(offsets[0], 0);
-  EXPECT_EQ(pieces[1].x, 0);
-  EXPECT_EQ(pieces[1].length, 1);
-  EXPECT_EQ(pieces[1].y, 25);  // 0 - 25 wrapped by one height
-  EXPECT_EQ(offsets[1], 99);
 }
 
 TEST(ACycleRun, OffClipsToTheTile) {
@@ -330,38 +298,30 @@ TEST(ACycleRun, OffClipsToTheTile) {
 }
 
 TEST(ACycleRun, InterLineRectEdges) {
-  RECT rc = {10, 10, 20, 20};
-  APTLENGTH out = {7, 7, 7};
-  APTLENGTH r = {5, 10, 6};
-  ASSERT_TRUE(ACycle::InterLineRect(&out, &r, &rc));
-  EXPECT_EQ(out.x, 10);
-  EXPECT_EQ(out.length, 1);
-  r = {5, 10, 5};  // ends at 9
-  EXPECT_FALSE(ACycle::InterLineRect(&out, &r, &rc));
-  r = {19, 19, 100};
-  ASSERT_TRUE(ACycle::InterLineRect(&out, &r, &rc));
-  EXPECT_EQ(out.length, 1);
-  r = {20, 15, 1};
-  EXPECT_FALSE(ACycle::InterLineRect(&out, &r, &rc));
-  r = {15, 20, 1};
-  EXPECT_FALSE(ACycle::InterLineRect(&out, &r, &rc));
-  r = {15, 9, 1};
-  EXPECT_FALSE(ACycle::InterLineRect(&out, &r, &rc));
-  r = {15, 15, 0};
-  EXPECT_FALSE(ACycle::InterLineRect(&out, &r, &rc));
-  RECT empty = {10, 10, 10, 20};
-  r = {0, 15, 100};
-  EXPECT_FALSE(ACycle::InterLineRect(&out, &r, &empty));
-  // No 32-bit overflow at the limits.
-  RECT all = {INT_MIN, INT_MIN, INT_MAX, INT_MAX};
-  r = {INT_MAX - 5, 0, INT_MAX};
-  ASSERT_TRUE(ACycle::InterLineRect(&out, &r, &all));
-  EXPECT_EQ(out.length, 5);
-  r = {INT_MIN, 0, 3};
-  RECT left = {INT_MIN + 2, -1, 0, 1};
-  ASSERT_TRUE(ACycle::InterLineRect(&out, &r, &left));
-  EXPECT_EQ(out.x, INT_MIN + 2);
-  EXPECT_EQ(out.length, 1);
+  const RECT rc = {10, 10, 20, 20}, empty = {10, 10, 10, 20}, all = {INT_MIN, INT_MIN, INT_MAX, INT_MAX},
+             left = {INT_MIN + 2, -1, 0, 1};
+  struct Case {
+    APTLENGTH run;
+    const RECT* rc;
+    bool meets;
+    int x, length;
+  } cases[] = {
+      {{5, 10, 6}, &rc, true, 10, 1},    {{5, 10, 5}, &rc, false, 0, 0},  // the second ends at 9
+      {{19, 19, 100}, &rc, true, 19, 1}, {{20, 15, 1}, &rc, false, 0, 0},
+      {{15, 20, 1}, &rc, false, 0, 0},   {{15, 9, 1}, &rc, false, 0, 0},
+      {{15, 15, 0}, &rc, false, 0, 0},   {{0, 15, 100}, &empty, false, 0, 0},
+      // No 32-bit overflow at the limits.
+      {{INT_MAX - 5, 0, INT_MAX}, &all, true, INT_MAX - 5, 5},
+      {{INT_MIN, 0, 3}, &left, true, INT_MIN + 2, 1},
+  };
+  for (const Case& c : cases) {
+    APTLENGTH out = {7, 7, 7};
+    std::string code = Code(c.run) + Code(*c.rc);
+    ASSERT_EQ(ACycle::InterLineRect(&out, &c.run, c.rc) != 0, c.meets) << code;
+    if (c.meets) {
+      EXPECT_TRUE(out.x == c.x && out.length == c.length) << code;
+    }
+  }
 }
 
 TEST(ACycleRun, CutAgreesWithPixelModel) {
@@ -537,18 +497,12 @@ TEST(ACycleRect, OffAndDegenerateTiles) {
 
 TEST(ACycleRect, BoundLeftLowerAndUpper) {
   ACycle cyc(Cycle(100, 50, 25, 1));
-  RECT rc = {-1, 10, 9, 30};
+  RECT rc = {-1, 10, 9, 30}, wantLower = {99, 35, 109, 55};
   cyc.BoundLeftLower(rc);
-  EXPECT_EQ(rc.left, 99);
-  EXPECT_EQ(rc.top, 35);
-  EXPECT_EQ(rc.right, 109);
-  EXPECT_EQ(rc.bottom, 55);
-  RECT up = {-1, -10, 9, 10};  // bottom-left (-1, 10) folds to (99, 35)
+  EXPECT_TRUE(EqualRect(&rc, &wantLower)) << Code(rc);
+  RECT up = {-1, -10, 9, 10}, wantUpper = {99, 15, 109, 35};  // bottom-left (-1, 10) folds to (99, 35)
   cyc.BoundLeftUpper(up);
-  EXPECT_EQ(up.left, 99);
-  EXPECT_EQ(up.bottom, 35);
-  EXPECT_EQ(up.top, 15);
-  EXPECT_EQ(up.right, 109);
+  EXPECT_TRUE(EqualRect(&up, &wantUpper)) << Code(up);
   cyc.SetCycleOnOff(0);
   RECT same = {-1, 10, 9, 30};
   cyc.BoundLeftLower(same);
@@ -716,10 +670,7 @@ TEST(ACycleClip, BadArgumentsAndLimits) {
 // Scaling and the object
 
 TEST(ACycleScale, PackedRatios) {
-  CYCLEPARAMS in, out;
-  in.width = 100;
-  in.height = 7;
-  in.param = -3;
+  CYCLEPARAMS in = Cycle(100, 7, -3, 1), out;
   EXPECT_TRUE(ACycle::GScaleCycleParams(&out, &in, MAKELONG(400, 600), 0));
   EXPECT_EQ(out.width, 150);
   EXPECT_EQ(out.height, 10);  // 10.5 truncated
@@ -782,16 +733,13 @@ public:
 };
 
 TEST(ACycleObject, RecordsSettersAndReaders) {
-  static_assert(sizeof(CYCLEPARAMS) == 12, "three ints");
-  static_assert(sizeof(CYCLEINFO) == 20, "five ints");
-  static_assert(sizeof(APTLENGTH) == 12, "three ints");
+  static_assert(sizeof(CYCLEPARAMS) == 12 && sizeof(CYCLEINFO) == 20 && sizeof(APTLENGTH) == 12, "ints");
   CYCLEINFO fresh;
-  EXPECT_EQ(fresh.way, 1);
-  EXPECT_EQ(fresh.onOff, 0);
+  EXPECT_TRUE(fresh.way == 1 && fresh.onOff == 0);
   CYCLEINFO_FLOAT ff;
-  EXPECT_EQ(ff.width, 0.0);
-  EXPECT_EQ(ff.way, 1);
+  EXPECT_TRUE(ff.width == 0.0 && ff.way == 1);
 
+  // The setters are virtual: a derived view class sees every call.
   CountingCycle c;
   ACycle& base = c;
   base.SetCycleOnOff(1);
@@ -799,25 +747,13 @@ TEST(ACycleObject, RecordsSettersAndReaders) {
   EXPECT_TRUE(base.SetCycleParams(10, 20, 3));
   base.SetCycleWay(2);
   base.SetCycleWidth(11);
-  base.SetCycleHeight(21);
   base.SetCycleParam(4);
   CYCLEINFO got;
   base.GetCycleInfo(&got);
-  EXPECT_EQ(got.width, 11);
-  EXPECT_EQ(got.height, 21);
-  EXPECT_EQ(got.param, 4);
-  EXPECT_EQ(got.way, 2);
-  EXPECT_EQ(got.onOff, 1);
-  CYCLEPARAMS pr;
-  pr.width = 1;
-  pr.height = 2;
-  pr.param = 3;
-  EXPECT_TRUE(base.SetCycleParams(&pr));
-  EXPECT_EQ(base.CycleHeight(), 2);
+  EXPECT_EQ(Code(got), Code(Cycle(11, 20, 4, 2, 1)));
   CYCLEINFO again = Cycle(7, 8, 9, 1, 0);
   EXPECT_TRUE(base.SetCycleInfo(&again));
   EXPECT_EQ(base.CycleOnOff(), 0);
-  EXPECT_EQ(base.CycleWay(), 1);
 
   tqtest::HookCapture hooks;
   EXPECT_FALSE(base.SetCycleInfo(nullptr));
@@ -834,10 +770,7 @@ TEST(ACycleObject, FloatRecordConversion) {
   f.way = 1;
   CYCLEINFO ci;
   ASSERT_TRUE(ACycle::GCycleInfoFromFloat(&ci, &f));
-  EXPECT_EQ(ci.width, 100);
-  EXPECT_EQ(ci.height, 51);
-  EXPECT_EQ(ci.param, -13);
-  EXPECT_EQ(ci.onOff, 1);
+  EXPECT_EQ(Code(ci), Code(Cycle(100, 51, -13, 1, 1)));
   ASSERT_TRUE(ACycle::GCycleInfoFromFloat(&ci, &f, 2.0, 10.0));
   EXPECT_EQ(ci.width, 200);
   EXPECT_EQ(ci.param, -125);  // way 1: y scale
@@ -870,15 +803,12 @@ TEST(ACycleObject, MemberFormsUseOwnRecord) {
   APTLENGTH pieces[2];
   int offs[2];
   EXPECT_EQ(cyc.CalCycleLine(run, pieces, offs), 2);
-  RECT rc = {-10, -10, 10, 10};
-  RECT rp[4];
-  POINT ro[4];
+  RECT rc = {-10, -10, 10, 10}, rp[4];
+  POINT ro[4], corners[4], starts[2];
   EXPECT_EQ(cyc.CalCycleRect(rc, nullptr, nullptr), 4);
   // Four walk positions; the lower-left one misses the tile.
   EXPECT_EQ(cyc.CalCycleRect(rc, rp, ro), 3);
-  POINT corners[4];
   EXPECT_EQ(cyc.CycleSituation(&rc, corners), 3);
-  POINT starts[2];
   EXPECT_EQ(cyc.CycleSituation(&run, starts), 2);
   CArray<APTLENGTH> ap;
   EXPECT_EQ(cyc.CycleSituation(&run, &ap, nullptr, nullptr), 2);

@@ -51,21 +51,16 @@ bool SameRect(const RECT& a, const RECT& b) {
   return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
 }
 
-Shape Ellipse(const RECT& rc, double angle) {
+Shape Make(bool ellipse, const RECT& rc, double angle) {
   Shape s;
   CArray<POINT, POINT> runs;
-  s.first = CEllipse::EllipseRasterLine(rc, angle, runs, &s.box);
+  s.first = ellipse ? CEllipse::EllipseRasterLine(rc, angle, runs, &s.box)
+                    : CEllipse::RectRasterLine(rc, angle, runs, &s.box);
   s.runs = runs.vec();
   return s;
 }
-
-Shape Rect(const RECT& rc, double angle) {
-  Shape s;
-  CArray<POINT, POINT> runs;
-  s.first = CEllipse::RectRasterLine(rc, angle, runs, &s.box);
-  s.runs = runs.vec();
-  return s;
-}
+Shape Ellipse(const RECT& rc, double angle) { return Make(true, rc, angle); }
+Shape Rect(const RECT& rc, double angle) { return Make(false, rc, angle); }
 
 bool Same(const Shape& a, const Shape& b) {
   return a.first == b.first && a.runs == b.runs && SameRect(a.box, b.box);
@@ -155,20 +150,6 @@ TEST(EllipseCores, CircleMatchesTheOctantModel) {
   EXPECT_EQ(hooks.Assertions(), 0);
 }
 
-TEST(EllipseCores, CircleWidthsAreAQuarterOfACircle) {
-  for (int r = 1; r <= 300; ++r) {
-    std::vector<int> w = CEllipseAccess::Circle(r);
-    ASSERT_EQ((int)w.size(), r + 1);
-    EXPECT_EQ(w[(size_t)r], r);  // the centre row spans the diameter
-    for (int k = 1; k <= r; ++k) EXPECT_LE(w[(size_t)k - 1], w[(size_t)k]) << "r=" << r;
-    // Octant symmetry: the pixel (x, y) is drawn exactly when (y, x) is.
-    for (int k = 0; k <= r; ++k) {
-      int y = r - k, x = w[(size_t)k];
-      EXPECT_GE(w[(size_t)(r - std::min(x, r))], y) << "r=" << r << " row " << k;
-    }
-  }
-}
-
 TEST(EllipseCores, EllipseMatchesTheDirectModel) {
   tqtest::HookCapture hooks;
   for (int a = 0; a <= 40; ++a)
@@ -218,9 +199,8 @@ TEST(EllipseUpright, EmptyAndSinglePixel) {
 TEST(EllipseUpright, ThinRectanglesAreRectangles) {
   Shape s = Ellipse(RECT{10, 20, 12, 25}, 0.0);  // 2 x 5
   EXPECT_EQ(s.first, 20);
-  ASSERT_EQ(s.runs.size(), 5u);
-  for (const POINT& r : s.runs) EXPECT_EQ(r, (POINT{10, 11}));
-  EXPECT_TRUE(SameRect(s.box, RECT{10, 20, 12, 25}));
+  EXPECT_EQ(s.runs, std::vector<POINT>(5, POINT{10, 11}));
+  ExpectWellFormed(s);
   for (RECT rc : {RECT{0, 0, 2, 9}, RECT{3, -4, 40, -2}, RECT{0, 0, 1, 7}, RECT{-8, 1, 30, 2}})
     for (double angle : {0.0, 0.004, kPi, kPi / 2, 1.0, -2.5}) {
       SCOPED_TRACE(Call("EllipseRasterLine", rc, angle));
@@ -228,45 +208,29 @@ TEST(EllipseUpright, ThinRectanglesAreRectangles) {
     }
 }
 
-TEST(EllipseUpright, OddSquaresAreSymmetricCircles) {
-  for (int r = 1; r <= 120; ++r) {
+// Squares give circles from the circle core: an odd side is centred on its
+// middle pixel, an even side has two equal centre rows and leans one pixel
+// to the left.
+TEST(EllipseUpright, SquaresAreSymmetricCircles) {
+  for (int side = 3; side <= 241; ++side) {
     for (POINT org : {POINT{0, 0}, POINT{-37, 11}, POINT{-1000, -999}}) {
-      RECT rc{org.x, org.y, org.x + 2 * r + 1, org.y + 2 * r + 1};
+      if (side % 2 == 0 && org.x != 0) continue;
+      RECT rc{org.x, org.y, org.x + side, org.y + side};
       SCOPED_TRACE(Call("EllipseRasterLine", rc, 0.0));
       Shape s = Ellipse(rc, 0.0);
       ExpectWellFormed(s);
-      const int cx = org.x + r;
-      ASSERT_EQ((int)s.runs.size(), 2 * r + 1);
+      const int half = side / 2, cx = org.x + half, lean = side % 2 == 0;
+      ASSERT_EQ((int)s.runs.size(), side);
       EXPECT_EQ(s.first, rc.top);
-      EXPECT_EQ(s.runs[(size_t)r], (POINT{cx - r, cx + r}));
+      EXPECT_EQ(s.runs[(size_t)half], (POINT{cx - half, cx + half - lean}));
       EXPECT_TRUE(SameRect(s.box, rc));
-      std::vector<int> model = CircleModel(r);
-      for (int k = 0; k <= 2 * r; ++k) {
+      std::vector<int> model = CircleModel(half - lean);
+      for (int k = 0; k < side; ++k) {
         const POINT& run = s.runs[(size_t)k];
-        EXPECT_EQ(run.x + run.y, 2 * cx);                            // centred
-        EXPECT_EQ(run, s.runs[(size_t)(2 * r - k)]);                 // top-bottom
-        EXPECT_EQ(run.y - cx, model[(size_t)std::min(k, 2 * r - k)]);  // the core
+        EXPECT_EQ(cx - run.x, run.y - cx + lean);                             // centred
+        EXPECT_EQ(run, s.runs[(size_t)(side - 1 - k)]);                       // top-bottom
+        EXPECT_EQ(run.y - cx, model[(size_t)std::min(k, side - 1 - k)]);  // the core
       }
-    }
-  }
-}
-
-TEST(EllipseUpright, EvenSquaresLeanOneLeft) {
-  for (int side = 4; side <= 240; side += 2) {
-    RECT rc{3, -7, 3 + side, -7 + side};
-    SCOPED_TRACE(Call("EllipseRasterLine", rc, 0.0));
-    Shape s = Ellipse(rc, 0.0);
-    ExpectWellFormed(s);
-    const int half = side / 2, cx = 3 + half;
-    ASSERT_EQ((int)s.runs.size(), side);
-    EXPECT_EQ(s.runs[(size_t)half - 1], s.runs[(size_t)half]);  // two equal centre rows
-    EXPECT_TRUE(SameRect(s.box, rc));
-    std::vector<int> model = CircleModel(half - 1);
-    for (int k = 0; k < side; ++k) {
-      const POINT& run = s.runs[(size_t)k];
-      EXPECT_EQ(cx - run.x, run.y - cx + 1);  // one pixel longer on the left
-      EXPECT_EQ(run, s.runs[(size_t)(side - 1 - k)]);
-      EXPECT_EQ(run.y - cx, model[(size_t)std::min(k, side - 1 - k)]);
     }
   }
 }
@@ -337,16 +301,11 @@ TEST(EllipseUpright, RandomEllipsesFollowTheWidthRules) {
     ExpectWellFormed(s);
     if (w == h) continue;
     ASSERT_TRUE(Same(s, UprightModel(rc, quarter)));
-    const int down = quarter ? w : h;
-    ASSERT_EQ((int)s.runs.size(), down);
     if (!quarter) {
       // Inscribed: inside the rectangle, touching its top and bottom rows.
-      EXPECT_GE(s.box.left, rc.left);
-      EXPECT_LE(s.box.right, rc.right);
-      EXPECT_EQ(s.box.top, rc.top);
-      EXPECT_EQ(s.box.bottom, rc.bottom);
+      EXPECT_TRUE(s.box.left >= rc.left && s.box.right <= rc.right);
+      EXPECT_TRUE(s.box.top == rc.top && s.box.bottom == rc.bottom);
     }
-    for (int k = 0; k < down; ++k) EXPECT_EQ(s.runs[(size_t)k], s.runs[(size_t)(down - 1 - k)]);
   }
 }
 
@@ -359,8 +318,7 @@ TEST(EllipseUpright, MovingTheRectangleMovesTheRuns) {
     RECT a{0, 0, w, h}, b{dx, dy, dx + w, dy + h};
     SCOPED_TRACE(Call("EllipseRasterLine", b, angle));
     for (bool ellipse : {true, false}) {
-      Shape sa = ellipse ? Ellipse(a, angle) : Rect(a, angle);
-      Shape sb = ellipse ? Ellipse(b, angle) : Rect(b, angle);
+      Shape sa = Make(ellipse, a, angle), sb = Make(ellipse, b, angle);
       ASSERT_EQ(sa.runs.size(), sb.runs.size());
       EXPECT_EQ(sb.first, sa.first + dy);
       for (size_t k = 0; k < sa.runs.size(); ++k)
@@ -392,8 +350,7 @@ TEST(EllipseUpright, EllipseStaysInsideItsRectangleUnderAQuarterTurn) {
 TEST(EllipseRect, UprightAndQuarterTurns) {
   Shape s = Rect(RECT{-3, 4, 5, 7}, 0.0);
   EXPECT_EQ(s.first, 4);
-  ASSERT_EQ(s.runs.size(), 3u);
-  for (const POINT& r : s.runs) EXPECT_EQ(r, (POINT{-3, 4}));
+  EXPECT_EQ(s.runs, std::vector<POINT>(3, POINT{-3, 4}));
   EXPECT_TRUE(SameRect(s.box, RECT{-3, 4, 5, 7}));
   EXPECT_TRUE(Same(Rect(RECT{-3, 4, 5, 7}, kPi + 0.003), s));
 
@@ -401,8 +358,7 @@ TEST(EllipseRect, UprightAndQuarterTurns) {
   Shape q = Rect(RECT{-3, 4, 5, 7}, kPi / 2);
   ExpectWellFormed(q);
   EXPECT_EQ(q.first, 5 - 3);
-  ASSERT_EQ(q.runs.size(), 8u);
-  for (const POINT& r : q.runs) EXPECT_EQ(r, (POINT{0, 2}));
+  EXPECT_EQ(q.runs, std::vector<POINT>(8, POINT{0, 2}));
   EXPECT_TRUE(Same(Rect(RECT{-3, 4, 5, 7}, 3 * kPi / 2), q));
 
   Shape e = Rect(RECT{0, 0, 0, 5}, 0.0);
@@ -474,17 +430,12 @@ TEST(EllipseGeneral, TurnedShapesHoldThePixelCentresInside) {
     double angle = turn(rng);
     double a = std::fmod(std::fabs(angle), kPi / 2);
     if (a < 0.005 || a > kPi / 2 - 0.005) continue;  // snapped to a quarter turn
-    {
-      SCOPED_TRACE(Call("RectRasterLine", rc, angle));
-      Shape s = Rect(rc, angle);
+    for (bool ellipse : {false, true}) {
+      if (ellipse && (w < 3 || h < 3 || w == h)) continue;
+      SCOPED_TRACE(Call(ellipse ? "EllipseRasterLine" : "RectRasterLine", rc, angle));
+      Shape s = Make(ellipse, rc, angle);
       ExpectWellFormed(s);
-      ExpectPixelCentres(s, rc, angle, RectMargin);
-    }
-    if (w >= 3 && h >= 3 && w != h) {
-      SCOPED_TRACE(Call("EllipseRasterLine", rc, angle));
-      Shape s = Ellipse(rc, angle);
-      ExpectWellFormed(s);
-      ExpectPixelCentres(s, rc, angle, EllipseMargin);
+      ExpectPixelCentres(s, rc, angle, ellipse ? EllipseMargin : RectMargin);
     }
   }
 }
@@ -552,11 +503,17 @@ TEST(EllipseFailures, BadAnglesAndCoordinatesGiveEmptyResults) {
   EXPECT_TRUE(g_Error.IsError());
   EXPECT_NE(std::string(g_Error.strError).find("angle"), std::string::npos);
 
-  g_Error.ClearError();
+  // Refused region forms: a bad angle, turned beyond the 32-bit plane, more
+  // rows than a region holds.
   RSRLINE piece;
-  EXPECT_FALSE(CEllipse::RectRasterLine(rc, INFINITY, piece));
-  EXPECT_TRUE(g_Error.IsError());
-  EXPECT_EQ(piece.arRun.GetSize(), 0);
+  const RECT edge{0, INT_MAX - 3, 1000, INT_MAX}, wide{INT_MIN + 10, -5, INT_MAX - 10, 5};
+  for (auto c : {std::make_pair(rc, (double)INFINITY), std::make_pair(edge, 0.7), std::make_pair(edge, kPi / 2),
+                 std::make_pair(wide, kPi / 4)}) {
+    g_Error.ClearError();
+    EXPECT_FALSE(CEllipse::RectRasterLine(c.first, c.second, piece)) << Call("RectRasterLine", c.first, c.second);
+    EXPECT_TRUE(g_Error.IsError());
+    EXPECT_EQ(piece.arRun.GetSize(), 0);
+  }
 
   // A circle needs no angle.
   g_Error.ClearError();
@@ -564,29 +521,15 @@ TEST(EllipseFailures, BadAnglesAndCoordinatesGiveEmptyResults) {
   EXPECT_EQ(runs.GetSize(), 7);
   EXPECT_FALSE(g_Error.IsError());
 
-  // Turned beyond the 32-bit plane.
-  g_Error.ClearError();
-  const RECT edge{0, INT_MAX - 3, 1000, INT_MAX};
-  EXPECT_FALSE(CEllipse::RectRasterLine(edge, 0.7, piece));
-  EXPECT_TRUE(g_Error.IsError());
-  g_Error.ClearError();
-  EXPECT_FALSE(CEllipse::RectRasterLine(edge, kPi / 2, piece));
-  EXPECT_TRUE(g_Error.IsError());
-  // More rows than a region holds.
-  g_Error.ClearError();
-  EXPECT_FALSE(CEllipse::RectRasterLine(RECT{INT_MIN + 10, -5, INT_MAX - 10, 5}, kPi / 4, piece));
-  EXPECT_TRUE(g_Error.IsError());
-
   // Right at the edge of the plane, upright shapes still fit.
   g_Error.ClearError();
   const RECT corner{INT_MAX - 10, INT_MAX - 7, INT_MAX, INT_MAX};
-  Shape s = Ellipse(corner, 0.0);
+  const RECT low{INT_MIN, INT_MIN, INT_MIN + 9, INT_MIN + 5};
+  Shape s = Ellipse(corner, 0.0), s2 = Ellipse(low, 0.0);
   ExpectWellFormed(s);
+  ExpectWellFormed(s2);
   EXPECT_EQ(s.runs.size(), 7u);
   EXPECT_EQ(s.box.right, INT_MAX);
-  const RECT low{INT_MIN, INT_MIN, INT_MIN + 9, INT_MIN + 5};
-  Shape s2 = Ellipse(low, 0.0);
-  ExpectWellFormed(s2);
   EXPECT_EQ(s2.box.left, INT_MIN);
   EXPECT_FALSE(g_Error.IsError());
 }

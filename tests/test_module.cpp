@@ -66,7 +66,6 @@ TEST_F(ModuleTest, LoadingStartedTheLibrary) {
   EXPECT_EQ(g_EnvObj.nBitsPixel, 32);
   EXPECT_NE(g_Flags.ResUnit, 0);
   EXPECT_NE(g_Flags.SizeUnit, 0);
-  EXPECT_EQ(ACV::M[255][255], 65025);
 }
 
 TEST_F(ModuleTest, StartingTwiceChangesNothing) {
@@ -182,10 +181,7 @@ TEST(ModuleUnload, ShutDownRunsOnceBeforeTheObjectsGo) {
 
 TEST(ACVTables, ProductsAndQuotients) {
   for (int a = 0; a < 256; ++a)
-    for (int b = 0; b < 256; ++b) {
-      ASSERT_EQ(ACV::M[a][b], a * b) << a << "*" << b;
-      ASSERT_EQ(ACV::Dbff[ACV::M[a][b]], a * b / 255) << a << "*" << b;
-    }
+    for (int b = 0; b < 256; ++b) ASSERT_EQ(ACV::M[a][b], a * b) << a << "*" << b;
   for (int v = 0; v < 65026; ++v) ASSERT_EQ(ACV::Dbff[v], v / 255) << v;
   EXPECT_EQ(sizeof ACV::Dbff, 65026u);
   EXPECT_TRUE(ACV::Init());

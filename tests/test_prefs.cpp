@@ -26,24 +26,16 @@ namespace fs = std::filesystem;
 namespace {
 
 // A fresh directory under the temporary directory, removed afterwards.
-class TempDir {
-public:
-  TempDir() {
+struct TempDir {
+  std::string path = [] {
     std::string tmpl = (fs::temp_directory_path() / "tqprefs.XXXXXX").string();
-    std::vector<char> buf(tmpl.begin(), tmpl.end());
-    buf.push_back('\0');
-    char* made = mkdtemp(buf.data());
-    m_path = made ? made : "";
-  }
+    return std::string(mkdtemp(&tmpl[0]) ? tmpl : "");
+  }();
   ~TempDir() {
     std::error_code ec;
-    fs::remove_all(m_path, ec);
+    fs::remove_all(path, ec);
   }
-  std::string operator/(const std::string& name) const { return m_path + "/" + name; }
-  const std::string& path() const { return m_path; }
-
-private:
-  std::string m_path;
+  std::string operator/(const std::string& name) const { return path + "/" + name; }
 };
 
 std::string ReadAll(const std::string& path) {
@@ -64,16 +56,23 @@ std::string LastError() {
   return text.GetString();
 }
 
-// The INI file's keys in the order they must be written.
-const char* const kIniKeys[] = {
-    "ResUnit", "SizeUnit", "dDefRes", "dDefWidth", "dDefHeight", "ShowRuler", "ShowGridline", "nLRSpace",
-    "nTBSpace", "bDirectDelete", "strCacheDirectory", "bShowColorGroup", "bEnableToolTip", "nApplicationLook",
-    "PrintDeviceModule", "bThumbWithMono", "bScaleLimit", "bDyeMixWay", "DefaultOpacity", "bDyeMixOpacityWay",
-    "bLoadCMYKFileToRGB", "bUsedEmbedICC", "bNeedCloth", "bBackgroundPaintEnable", "nPaintSize",
-    "strMapDataCacheDirectory", "bMapDataFileEnable", "bShowSpashScreen", "dwPrnFileSizeLimit",
-    "bMouseWheelForZoomScale", "bProofDisplay", "strRIPDataCacheDirectory", "page_bLayoutLimit",
-    "page_bSpaceLimit_Enable", "page_dSpaceLimit_hor", "page_dSpaceLimit_ver", "page_bDefaultToCustomCut",
-    "strDefaultFontName", "bVirtualBitmapUsed", "bCompactFilePalette", "bEnableAccountPrivilege"};
+// The INI file written from the defaults, with the cache folders set to
+// "/var/cache/rip/" and the size limit to 4,000,000,000: section, CR LF line
+// ends, key order (the map-data pair swapped), "%d", "%u" and "%.16f" forms.
+const char kDefaultIni[] =
+    "[GlobalFlags]\r\nResUnit=1\r\nSizeUnit=3\r\ndDefRes=600.0000000000000000\r\n"
+    "dDefWidth=1800.0000000000000000\r\ndDefHeight=10000.0000000000000000\r\nShowRuler=1\r\n"
+    "ShowGridline=0\r\nnLRSpace=30\r\nnTBSpace=30\r\nbDirectDelete=0\r\n"
+    "strCacheDirectory=/var/cache/rip/\r\nbShowColorGroup=0\r\nbEnableToolTip=1\r\nnApplicationLook=0\r\n"
+    "PrintDeviceModule=\r\nbThumbWithMono=1\r\nbScaleLimit=1\r\nbDyeMixWay=1\r\nDefaultOpacity=100\r\n"
+    "bDyeMixOpacityWay=0\r\nbLoadCMYKFileToRGB=1\r\nbUsedEmbedICC=1\r\nbNeedCloth=0\r\n"
+    "bBackgroundPaintEnable=1\r\nnPaintSize=128\r\nstrMapDataCacheDirectory=/var/cache/rip/\r\n"
+    "bMapDataFileEnable=1\r\nbShowSpashScreen=1\r\ndwPrnFileSizeLimit=4000000000\r\n"
+    "bMouseWheelForZoomScale=1\r\nbProofDisplay=0\r\nstrRIPDataCacheDirectory=/var/cache/rip/\r\n"
+    "page_bLayoutLimit=0\r\npage_bSpaceLimit_Enable=0\r\npage_dSpaceLimit_hor=-1.0000000000000000\r\n"
+    "page_dSpaceLimit_ver=-1.0000000000000000\r\npage_bDefaultToCustomCut=1\r\n"
+    "strDefaultFontName=宋体\r\nbVirtualBitmapUsed=0\r\nbCompactFilePalette=1\r\n"
+    "bEnableAccountPrivilege=0\r\n";
 
 // The profile store's value names, in the same order (dDefRes has none).
 const char* const kProfileNames[] = {
@@ -86,7 +85,7 @@ const char* const kProfileNames[] = {
     "page_SpaceLimit_hor", "page_SpaceLimit_ver", "page_DefaultToCustomCut", "DefaultFontName",
     "VirtualBitmapUsed", "CompactFilePalette", "EnableAccountPrivilege"};
 
-const int kKeyCount = (int)(sizeof kIniKeys / sizeof kIniKeys[0]);
+const int kKeyCount = (int)(sizeof kProfileNames / sizeof kProfileNames[0]);
 
 // Every stored field set to a random value that its text form keeps
 // exactly (doubles of magnitude 1 and more, or multiples of 1/1024).
@@ -105,46 +104,26 @@ AGFLAGS RandomFlags(std::mt19937& rng) {
   };
   f.ResUnit = (AResUnit)(1 + rng() % 5);
   f.SizeUnit = (ASizeUnit)(1 + rng() % 6);
-  f.dDefRes = d();
-  f.dDefWidth = d();
-  f.dDefHeight = d();
-  f.ShowRuler = i();
-  f.ShowGridline = i();
-  f.nLRSpace = i();
-  f.nTBSpace = i();
-  f.bDirectDelete = i();
-  f.strCacheDirectory = s();
-  f.bShowColorGroup = i();
-  f.bEnableToolTip = i();
-  f.nApplicationLook = i();
-  f.PrintDeviceModule = s();
-  f.bThumbWithMono = i();
-  f.bScaleLimit = i();
+  for (double AGFLAGS::*m : {&AGFLAGS::dDefRes, &AGFLAGS::dDefWidth, &AGFLAGS::dDefHeight,
+                             &AGFLAGS::page_dSpaceLimit_hor, &AGFLAGS::page_dSpaceLimit_ver})
+    f.*m = d();
+  for (int AGFLAGS::*m :
+       {&AGFLAGS::ShowRuler, &AGFLAGS::ShowGridline, &AGFLAGS::nLRSpace, &AGFLAGS::nTBSpace,
+        &AGFLAGS::bDirectDelete, &AGFLAGS::bShowColorGroup, &AGFLAGS::bEnableToolTip, &AGFLAGS::nApplicationLook,
+        &AGFLAGS::bThumbWithMono, &AGFLAGS::bScaleLimit, &AGFLAGS::DefaultOpacity, &AGFLAGS::bLoadCMYKFileToRGB,
+        &AGFLAGS::bUsedEmbedICC, &AGFLAGS::bNeedCloth, &AGFLAGS::bBackgroundPaintEnable, &AGFLAGS::nPaintSize,
+        &AGFLAGS::bMapDataFileEnable, &AGFLAGS::bShowSpashScreen, &AGFLAGS::bMouseWheelForZoomScale,
+        &AGFLAGS::bProofDisplay, &AGFLAGS::page_bLayoutLimit, &AGFLAGS::page_bSpaceLimit_Enable,
+        &AGFLAGS::page_bDefaultToCustomCut, &AGFLAGS::bVirtualBitmapUsed, &AGFLAGS::bCompactFilePalette,
+        &AGFLAGS::bEnableAccountPrivilege, &AGFLAGS::nReserved1})
+    f.*m = i();
+  for (CString AGFLAGS::*m : {&AGFLAGS::strCacheDirectory, &AGFLAGS::PrintDeviceModule,
+                              &AGFLAGS::strMapDataCacheDirectory, &AGFLAGS::strRIPDataCacheDirectory,
+                              &AGFLAGS::strDefaultFontName})
+    f.*m = s();
   f.bDyeMixWay = rng() % 2;
-  f.DefaultOpacity = i();
   f.bDyeMixOpacityWay = rng() % 2;
-  f.bLoadCMYKFileToRGB = i();
-  f.bUsedEmbedICC = i();
-  f.bNeedCloth = i();
-  f.bBackgroundPaintEnable = i();
-  f.nPaintSize = i();
-  f.bMapDataFileEnable = i();
-  f.strMapDataCacheDirectory = s();
-  f.bShowSpashScreen = i();
   f.dwPrnFileSizeLimit = (DWORD)rng();
-  f.bMouseWheelForZoomScale = i();
-  f.bProofDisplay = i();
-  f.strRIPDataCacheDirectory = s();
-  f.page_bLayoutLimit = i();
-  f.page_bSpaceLimit_Enable = i();
-  f.page_dSpaceLimit_hor = d();
-  f.page_dSpaceLimit_ver = d();
-  f.page_bDefaultToCustomCut = i();
-  f.strDefaultFontName = s();
-  f.bVirtualBitmapUsed = i();
-  f.bCompactFilePalette = i();
-  f.bEnableAccountPrivilege = i();
-  f.nReserved1 = i();
   return f;
 }
 
@@ -180,8 +159,12 @@ protected:
 
 TEST_F(PrefsTest, KeyTableMatchesTheStoredForms) {
   ASSERT_EQ(AGFLAGS::GetKeyCount(), kKeyCount);
+  std::istringstream ini(kDefaultIni);
+  std::string line;
+  std::getline(ini, line);  // the section
   for (int k = 0; k < kKeyCount; ++k) {
-    EXPECT_STREQ(AGFLAGS::GetKeyName(k), kIniKeys[k]) << k;
+    ASSERT_TRUE(std::getline(ini, line)) << k;
+    EXPECT_STREQ(AGFLAGS::GetKeyName(k), line.substr(0, line.find('=')).c_str()) << k;
     if (kProfileNames[k])
       EXPECT_STREQ(AGFLAGS::GetProfileValueName(k), kProfileNames[k]) << k;
     else
@@ -196,20 +179,7 @@ TEST_F(PrefsTest, Defaults) {
   EXPECT_TRUE(f.strCacheDirectory.IsEmpty());  // nothing asked of the system before Init
   f.ResUnit = RESUNIT_DPMM;
   EXPECT_TRUE(f.Init());
-  EXPECT_EQ(f.ResUnit, RESUNIT_DPI);
-  EXPECT_EQ(f.SizeUnit, SIZEUNIT_MM);
-  EXPECT_EQ(f.dDefRes, 600.0);
-  EXPECT_EQ(f.dDefWidth, 1800.0);
-  EXPECT_EQ(f.dDefHeight, 10000.0);
-  EXPECT_EQ(f.page_dSpaceLimit_hor, -1.0);
-  EXPECT_EQ(f.page_dSpaceLimit_ver, -1.0);
-  EXPECT_EQ(f.ShowRuler, 1);
-  EXPECT_EQ(f.nLRSpace, 30);
-  EXPECT_EQ(f.nTBSpace, 30);
-  EXPECT_EQ(f.DefaultOpacity, 100);
-  EXPECT_EQ(f.nPaintSize, 128);
-  EXPECT_TRUE(f.bDyeMixWay);
-  EXPECT_FALSE(f.bDyeMixOpacityWay);
+  EXPECT_EQ(f.ResUnit, RESUNIT_DPI);  // the stored fields' defaults show in the exact file below
   EXPECT_EQ(f.nReserved1, 0);
   EXPECT_EQ(f.nReserved2, 1);
   EXPECT_EQ(f.nReserved3, 1);
@@ -224,8 +194,6 @@ TEST_F(PrefsTest, Defaults) {
   EXPECT_EQ(Differences(c, f, false), "");
 }
 
-// The written file byte for byte: section, CR LF line ends, key order with
-// the map-data pair swapped, "%d", "%u" and "%.16f" forms.
 TEST_F(PrefsTest, IniFileIsWrittenExactly) {
   AGFLAGS f;
   f.Init();
@@ -233,24 +201,10 @@ TEST_F(PrefsTest, IniFileIsWrittenExactly) {
   f.dwPrnFileSizeLimit = 4000000000u;
   std::string file = m_dir / "flags.ini";
   ASSERT_TRUE(f.SaveToProfile(file.c_str())) << LastError();
-  const std::string expected =
-      "[GlobalFlags]\r\nResUnit=1\r\nSizeUnit=3\r\ndDefRes=600.0000000000000000\r\n"
-      "dDefWidth=1800.0000000000000000\r\ndDefHeight=10000.0000000000000000\r\nShowRuler=1\r\n"
-      "ShowGridline=0\r\nnLRSpace=30\r\nnTBSpace=30\r\nbDirectDelete=0\r\n"
-      "strCacheDirectory=/var/cache/rip/\r\nbShowColorGroup=0\r\nbEnableToolTip=1\r\nnApplicationLook=0\r\n"
-      "PrintDeviceModule=\r\nbThumbWithMono=1\r\nbScaleLimit=1\r\nbDyeMixWay=1\r\nDefaultOpacity=100\r\n"
-      "bDyeMixOpacityWay=0\r\nbLoadCMYKFileToRGB=1\r\nbUsedEmbedICC=1\r\nbNeedCloth=0\r\n"
-      "bBackgroundPaintEnable=1\r\nnPaintSize=128\r\nstrMapDataCacheDirectory=/var/cache/rip/\r\n"
-      "bMapDataFileEnable=1\r\nbShowSpashScreen=1\r\ndwPrnFileSizeLimit=4000000000\r\n"
-      "bMouseWheelForZoomScale=1\r\nbProofDisplay=0\r\nstrRIPDataCacheDirectory=/var/cache/rip/\r\n"
-      "page_bLayoutLimit=0\r\npage_bSpaceLimit_Enable=0\r\npage_dSpaceLimit_hor=-1.0000000000000000\r\n"
-      "page_dSpaceLimit_ver=-1.0000000000000000\r\npage_bDefaultToCustomCut=1\r\n"
-      "strDefaultFontName=宋体\r\nbVirtualBitmapUsed=0\r\nbCompactFilePalette=1\r\n"
-      "bEnableAccountPrivilege=0\r\n";
-  EXPECT_EQ(ReadAll(file), expected);
+  EXPECT_EQ(ReadAll(file), kDefaultIni);
   // Nothing else is left in the folder (no temporary files).
   int entries = 0;
-  for (auto& e : fs::directory_iterator(m_dir.path())) entries += e.is_regular_file();
+  for (auto& e : fs::directory_iterator(m_dir.path)) entries += e.is_regular_file();
   EXPECT_EQ(entries, 1);
 }
 
@@ -616,12 +570,8 @@ TEST(DocObj, AtomicWrite) {
   EXPECT_EQ(ReadAll(file), "third");
   ASSERT_TRUE(ADocObj::WriteFileAtomic(file.c_str(), nullptr, 0));
   EXPECT_EQ(ReadAll(file), "");
-  int files = 0;
-  for (auto& e : fs::directory_iterator(dir.path())) {
-    (void)e;
-    ++files;
-  }
-  EXPECT_EQ(files, 2);  // no temporary file left behind
+  // No temporary file left behind.
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir.path), fs::directory_iterator()), 2);
   std::string nodir = dir / "no/such/dir/file";
   EXPECT_FALSE(ADocObj::WriteFileAtomic(nodir.c_str(), "x", 1));
   EXPECT_NE(LastError().find("no/such/dir"), std::string::npos);

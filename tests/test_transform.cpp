@@ -43,59 +43,47 @@ void ExpectNear(const M3& a, const M3& b, double tol, const std::string& what) {
   for (int i = 0; i < 9; ++i) ASSERT_NEAR(a[i], b[i], tol) << what << " element " << i;
 }
 
+TransMatrix Mx(double m11, double m12, double m21, double m22, double dx = 0, double dy = 0) {
+  TransMatrix t;
+  t.m11 = m11;
+  t.m12 = m12;
+  t.m21 = m21;
+  t.m22 = m22;
+  t.dx = dx;
+  t.dy = dy;
+  return t;
+}
+
 void Apply(const M3& m, double& x, double& y) {
   double ox = x;
   x = ox * m[0] + y * m[3] + m[6];
   y = ox * m[1] + y * m[4] + m[7];
 }
 
-TEST(Transform, LaterOperationActsLast) {
-  ATransform t;
-  t.Translation(10, 0);
-  t.Scaling(2, 2, 0, 0);
-  double x = 0, y = 0;
-  t.CalcPoint(x, y);
-  EXPECT_DOUBLE_EQ(x, 20);
-  EXPECT_DOUBLE_EQ(y, 0);
-}
-
-TEST(Transform, RotateQuarterTurn) {
-  ATransform t;
-  t.Rotate(kPi / 2, 0, 0);
-  double x = 1, y = 0;
-  t.CalcPoint(x, y);
-  EXPECT_NEAR(x, 0, 1e-15);
-  EXPECT_NEAR(y, 1, 1e-15);
-}
-
-TEST(Transform, ReflectionMirrorsOrTurnsHalf) {
-  ATransform a;
-  a.Reflection(0, 0, 5);
-  double x = 3, y = 7;
-  a.CalcPoint(x, y);
-  EXPECT_NEAR(x, 3, 1e-12);
-  EXPECT_NEAR(y, 3, 1e-12);
-  ATransform b;
-  b.Reflection(kPi, 0, 5);  // pi itself is outside [0, pi): a half turn
-  x = 3, y = 7;
-  b.CalcPoint(x, y);
-  EXPECT_NEAR(x, -3, 1e-12);
-  EXPECT_NEAR(y, 3, 1e-12);
-  ATransform c;
-  c.Reflection(-0.3, 1, 1);  // negative: half turn too
-  x = 2, y = 3;
-  c.CalcPoint(x, y);
-  EXPECT_NEAR(x, 0, 1e-12);
-  EXPECT_NEAR(y, -1, 1e-12);
-  // A mirror across the diagonal swaps coordinates and is an involution.
-  ATransform d;
-  d.Reflection(kPi / 4, 0, 0);
-  x = 2, y = 5;
-  d.CalcPoint(x, y);
-  EXPECT_NEAR(x, 5, 1e-12);
-  EXPECT_NEAR(y, 2, 1e-12);
-  ATransform dd = d * d;
-  EXPECT_TRUE(dd.GetMatrix().IdentityMatrix());
+// The worked examples: a later operation acts last; a reflection angle
+// outside [0, pi) means a half turn instead; the diagonal mirror swaps
+// coordinates and is an involution.
+TEST(Transform, ElementaryExamples) {
+  ATransform later, quarter, mirror, pi, negative, diagonal;
+  later.Translation(10, 0);
+  later.Scaling(2, 2, 0, 0);
+  quarter.Rotate(kPi / 2, 0, 0);
+  mirror.Reflection(0, 0, 5);
+  pi.Reflection(kPi, 0, 5);
+  negative.Reflection(-0.3, 1, 1);
+  diagonal.Reflection(kPi / 4, 0, 0);
+  struct Case {
+    ATransform* t;
+    double x, y, ex, ey, tol;
+  } cases[] = {{&later, 0, 0, 20, 0, 1e-15},    {&quarter, 1, 0, 0, 1, 1e-15},   {&mirror, 3, 7, 3, 3, 1e-12},
+               {&pi, 3, 7, -3, 3, 1e-12},       {&negative, 2, 3, 0, -1, 1e-12}, {&diagonal, 2, 5, 5, 2, 1e-12}};
+  for (const Case& c : cases) {
+    double x = c.x, y = c.y;
+    c.t->CalcPoint(x, y);
+    EXPECT_NEAR(x, c.ex, c.tol) << "case " << &c - cases;
+    EXPECT_NEAR(y, c.ey, c.tol) << "case " << &c - cases;
+  }
+  EXPECT_TRUE((diagonal * diagonal).GetMatrix().IdentityMatrix());
 }
 
 TEST(Transform, RandomChainsMatchMatrixAlgebra) {
@@ -193,8 +181,7 @@ TEST(Transform, TwoDimensionalInverse) {
   std::mt19937_64 rng(99);
   std::uniform_real_distribution<double> u(-10, 10);
   for (int trial = 0; trial < 500; ++trial) {
-    TransMatrix m;
-    m.m11 = u(rng); m.m12 = u(rng); m.m21 = u(rng); m.m22 = u(rng); m.dx = u(rng); m.dy = u(rng);
+    TransMatrix m = Mx(u(rng), u(rng), u(rng), u(rng), u(rng), u(rng));
     double det = m.m11 * m.m22 - m.m12 * m.m21;
     if (std::fabs(det) < 1e-3) continue;
     TransMatrix inv;
@@ -211,21 +198,16 @@ TEST(Transform, TwoDimensionalInverse) {
 }
 
 TEST(Transform, NearSingularInverseIsRefusedButBackwardMapWorks) {
-  TransMatrix m;
-  m.m11 = 5e-11;  // det = 5e-11
-  m.dx = 3;
+  TransMatrix m = Mx(5e-11, 0, 0, 1, 3);  // det = 5e-11
   TransMatrix before = m;
   EXPECT_FALSE(m.InverseMatrix());
   EXPECT_EQ(m.m11, before.m11);
   EXPECT_EQ(m.dx, before.dx);
   ATransform t(m);
   EXPECT_TRUE(t.CanInverseCalc());
-  TransMatrix z;
-  z.m11 = 0;
-  EXPECT_FALSE(ATransform(z).CanInverseCalc());
+  EXPECT_FALSE(ATransform(Mx(0, 0, 0, 1)).CanInverseCalc());
   // A determinant of exactly 1e-10 is outside the open tolerance.
-  TransMatrix e;
-  e.m11 = 1e-10;
+  TransMatrix e = Mx(1e-10, 0, 0, 1);
   EXPECT_TRUE(e.InverseMatrix());
 }
 
@@ -247,13 +229,8 @@ TEST(Transform, BackwardMapInvertsForwardMap) {
     t.CalcPoint(p);
     t.InverseCalcPoint(p);
     ASSERT_NEAR(p.x, ox, 1e-6);
-    double d = 7.5, fwd = d;
-    t.CalcDist(fwd);
-    t.InverseCalcDist(fwd);
-    // A horizontal distance mapped out and back need not return to itself
-    // (the direction changes), but a uniform scaling does.
-    (void)fwd;
   }
+  // A distance maps out and back to itself under a uniform scaling.
   ATransform s;
   s.Scaling(3, 3, 10, 10);
   s.Rotate(0.7, 2, 2);
@@ -264,39 +241,46 @@ TEST(Transform, BackwardMapInvertsForwardMap) {
   EXPECT_NEAR(d, 2, 1e-12);
 }
 
-TEST(Transform, IntegerMapsRoundWithPrecision) {
-  ATransform t;
-  t.Scaling(1.5, 1.5, 0, 0);
-  int x = 1, y = 1;
-  t.CalcPoint(x, y, 0.5);
-  EXPECT_EQ(x, 2);
-  EXPECT_EQ(y, 2);
-  x = 1, y = 1;
-  t.CalcPoint(x, y, 0.0);
-  EXPECT_EQ(x, 1);
-  EXPECT_EQ(y, 1);
-  long lx = -1, ly = -1;
-  t.CalcPoint(lx, ly, 0.5);
-  EXPECT_EQ(lx, -2);
-  EXPECT_EQ(ly, -2);
-  POINT pts[3] = {{1, 1}, {-1, 3}, {2, -2}};
-  t.CalcPoints(pts, 3, 0.5);
-  EXPECT_EQ(pts[0].x, 2);
-  EXPECT_EQ(pts[1].x, -2);
-  EXPECT_EQ(pts[1].y, 5);
-  EXPECT_EQ(pts[2].y, -3);
-  t.InverseCalcPoints(pts, 3, 0.0);
-  EXPECT_EQ(pts[0].x, 1);
-  EXPECT_EQ(pts[1].y, 3);
-  POINT p = {3, 3};
-  t.InverseCalcPoint(p, 0.5);
-  EXPECT_EQ(p.x, 2);
+// The integer and float forms map in doubles and convert with the given
+// precision. Scaling by 1.5 and -2.5 puts many results exactly on a half.
+TEST(Transform, IntegerMapsRoundTheDoubleMap) {
+  std::mt19937_64 rng(13);
+  std::uniform_int_distribution<int> u(-1000, 1000);
+  ATransform ties, turned;
+  ties.Scaling(1.5, -2.5, 0, 0);
+  turned.Rotate(0.3, 1, 2);
+  turned.Scaling(1.5, -0.75, 0, 0);
+  for (int trial = 0; trial < 4000; ++trial) {
+    ATransform& t = trial % 4 < 2 ? ties : turned;
+    const double prec = trial % 2 ? 0.5 : 0.0;
+    const int x0 = u(rng), y0 = u(rng);
+    double fx = x0, fy = y0, bx = x0, by = y0;
+    t.CalcPoint(fx, fy);
+    t.InverseCalcPoint(bx, by);
+    const long long wx = CPrecise::PreciseInt(fx, prec), wy = CPrecise::PreciseInt(fy, prec);
+    std::ostringstream code;
+    code << "trial " << trial << " point (" << x0 << ", " << y0 << ") precision " << prec;
+    int ix = x0, iy = y0;
+    t.CalcPoint(ix, iy, prec);
+    ASSERT_TRUE(ix == wx && iy == wy) << code.str();
+    long lx = x0, ly = y0;
+    t.CalcPoint(lx, ly, prec);
+    ASSERT_TRUE(lx == wx && ly == wy) << code.str();
+    POINT pts[2] = {{x0, y0}, {y0, x0}};
+    t.CalcPoints(pts, 1, prec);
+    ASSERT_TRUE(pts[0].x == wx && pts[0].y == wy && pts[1].x == y0) << code.str();
+    POINT b = {x0, y0}, bs[1] = {{x0, y0}};
+    t.InverseCalcPoint(b, prec);
+    t.InverseCalcPoints(bs, 1, prec);
+    ASSERT_TRUE(b.x == CPrecise::PreciseInt(bx, prec) && b.y == CPrecise::PreciseInt(by, prec)) << code.str();
+    ASSERT_TRUE(bs[0].x == b.x && bs[0].y == b.y) << code.str();
+  }
   float fx = 2, fy = 4;
-  t.CalcPoint(fx, fy);
-  EXPECT_EQ(fx, 3.0f);
+  ties.CalcPoint(fx, fy);
+  EXPECT_TRUE(fx == 3.0f && fy == -10.0f);
   POINTF pf = {fx, fy};
-  t.InverseCalcPoint(pf);
-  EXPECT_EQ(pf.x, 2.0f);
+  ties.InverseCalcPoint(pf);
+  EXPECT_TRUE(pf.x == 2.0f && pf.y == 4.0f);
 }
 
 TEST(Transform, GroupedPointsStopAtBadCount) {
@@ -349,27 +333,19 @@ TEST(Transform, MatrixPredicatesAndOffsets) {
   EXPECT_EQ(t.GetMatrix().OnlyOffset(scaled.GetMatrix(), &off), 0);
 }
 
-TEST(Transform, ArraysAndXform) {
-  double a[9] = {1, 2, 77, 3, 4, 77, 5, 6, 77};
+TEST(Transform, ArraysAndXformRoundTrip) {
+  // The array's third column is ignored on the way in and reads 0, 0, 1.
+  double a[9] = {1, 2, 77, 3, 4, 77, 5, 6, 77}, b[9];
   TransMatrix m;
   m.SetTransMatrix(a);
-  EXPECT_EQ(m.m11, 1);
-  EXPECT_EQ(m.m22, 4);
-  EXPECT_EQ(m.dy, 6);
-  double b[9];
   m.GetTransMatrix(b);
-  EXPECT_EQ(b[2], 0);
-  EXPECT_EQ(b[5], 0);
-  EXPECT_EQ(b[8], 1);
-  EXPECT_EQ(b[6], 5);
-  m.m12 = 0.1;  // not a float
+  for (int i = 0; i < 9; ++i) EXPECT_EQ(b[i], i % 3 != 2 ? a[i] : i == 8 ? 1 : 0) << i;
+  m.m12 = 0.1;  // not a float: the XFORM keeps its float rounding
   XFORM xf = m;
-  EXPECT_EQ(xf.eM12, 0.1f);
   TransMatrix back(xf);
   EXPECT_EQ(back.m12, (double)0.1f);
   EXPECT_EQ(back.dx, 5);
-  ATransform fromX(xf);
-  EXPECT_EQ(fromX.GetMatrix().m21, 3);
+  EXPECT_EQ(ATransform(xf).GetMatrix().m21, 3);
 }
 
 TEST(Transform, GaussJordanInverse) {
@@ -544,19 +520,10 @@ TEST(Transform, ResolutionFailures) {
   EXPECT_FALSE(ok.Resolution(p, p, nullptr, &m, &r));
   EXPECT_FALSE(ok.Resolution(p, p, &s, nullptr, &r));
   EXPECT_FALSE(ok.Resolution(p, p, &s, &m, nullptr));
-  TransMatrix sing;
-  sing.m11 = 1e-6;
-  sing.m22 = 1e-5;  // det 1e-11
-  EXPECT_FALSE(ATransform(sing).Resolution(p, p, &s, &m, &r));
-  TransMatrix quarter;  // a pure quarter turn: m22 vanishes and fails
-  quarter.m11 = 0;
-  quarter.m12 = 1;
-  quarter.m21 = -1;
-  quarter.m22 = 0;
-  EXPECT_FALSE(ATransform(quarter).Resolution(p, p, &s, &m, &r));
-  TransMatrix sheared;
-  sheared.m12 = 0.5;  // m21 stays 0
-  EXPECT_FALSE(ATransform(sheared).Resolution(p, p, &s, &m, &r));
+  EXPECT_FALSE(ATransform(Mx(1e-6, 0, 0, 1e-5)).Resolution(p, p, &s, &m, &r));  // det 1e-11
+  // A pure quarter turn: m22 vanishes and fails.
+  EXPECT_FALSE(ATransform(Mx(0, 1, -1, 0)).Resolution(p, p, &s, &m, &r));
+  EXPECT_FALSE(ATransform(Mx(1, 0.5, 0, 1)).Resolution(p, p, &s, &m, &r));  // m21 stays 0
   ATransform sh;
   sh.Rotate(0.3, 0, 0);
   sh.Shear(0.2, 0.0, 0, 0);
@@ -569,13 +536,8 @@ TEST(Transform, ResolutionQuarterTurnFormAsserts) {
   // m11 exactly 0 with a usable m22 passes the checks and reaches the
   // quarter-turn form, which asserts (m22 is not 0).
   tqtest::HookCapture hooks;
-  TransMatrix q;
-  q.m11 = 0;
-  q.m12 = 2;
-  q.m21 = -3;
-  q.m22 = 1;
   ATransform s, m, r;
-  EXPECT_TRUE(ATransform(q).Resolution(POINTD(), POINTD(), &s, &m, &r));
+  EXPECT_TRUE(ATransform(Mx(0, 2, -3, 1)).Resolution(POINTD(), POINTD(), &s, &m, &r));
   EXPECT_EQ(hooks.Assertions(), 1);
   EXPECT_EQ(s.GetMatrix().m11, 2);   // sx = m12
   EXPECT_EQ(s.GetMatrix().m22, 3);   // sy = -m21

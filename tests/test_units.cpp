@@ -245,39 +245,26 @@ TEST_F(UnitsTest, ResolutionEquality) {
 }
 
 TEST(AnxNumbers, FloatToIntRoundsAwayFromZeroAndSaturates) {
-  EXPECT_EQ(AnxFloatToInt(2.5, TRUE), 3);
-  EXPECT_EQ(AnxFloatToInt(2.4999, TRUE), 2);
-  EXPECT_EQ(AnxFloatToInt(-2.4, FALSE), -2);
-  EXPECT_EQ(AnxFloatToInt(-2.9999999999, FALSE), -3);
-  EXPECT_EQ(AnxFloatToInt(0.0, TRUE), 0);
-  EXPECT_EQ(AnxFloatToInt(1e20, FALSE), INT_MAX);
-  EXPECT_EQ(AnxFloatToInt(-1e20, TRUE), INT_MIN);
-  EXPECT_EQ(AnxFloatToInt(2147483647.2, TRUE), INT_MAX);
-  EXPECT_EQ(AnxFloatToInt(-2147483648.4, FALSE), INT_MIN);
-  EXPECT_EQ(AnxFloatToInt(NAN, TRUE), 0);
-  EXPECT_EQ(AnxFloatToDWORD(2.5, TRUE), 3u);
-  EXPECT_EQ(AnxFloatToDWORD(-0.4, TRUE), 0u);
+  struct { double v; BOOL round; int i; DWORD u; } cases[] = {
+      {2.5, TRUE, 3, 3},          {2.4999, TRUE, 2, 2},          {-2.4, FALSE, -2, 0},
+      {-2.9999999999, FALSE, -3, 0}, {0.0, TRUE, 0, 0},           {1e20, FALSE, INT_MAX, 0xFFFFFFFFu},
+      {-1e20, TRUE, INT_MIN, 0},  {2147483647.2, TRUE, INT_MAX, 2147483647u},
+      {-2147483648.4, FALSE, INT_MIN, 0}, {NAN, TRUE, 0, 0},  {-0.4, TRUE, 0, 0}};
+  for (auto c : cases) {
+    EXPECT_EQ(AnxFloatToInt(c.v, c.round), c.i) << c.v;
+    EXPECT_EQ(AnxFloatToDWORD(c.v, c.round), c.u) << c.v;
+  }
   EXPECT_EQ(AnxFloatToDWORD(4294967295.0, FALSE), 0xFFFFFFFFu);
-  EXPECT_EQ(AnxFloatToDWORD(1e30, FALSE), 0xFFFFFFFFu);
   EXPECT_EQ(AnxFloatToDWORD(NAN, FALSE), 0u);
 }
 
 TEST(AnxNumbers, PrecisionString) {
-  EXPECT_STREQ(AnxFloatPrecisionString(1.05, 2, TRUE), "1.05");
-  EXPECT_STREQ(AnxFloatPrecisionString(1.999, 2, TRUE), "2");
-  EXPECT_STREQ(AnxFloatPrecisionString(-0.5, 1, TRUE), "-0.5");
-  EXPECT_STREQ(AnxFloatPrecisionString(1.5, 2, TRUE), "1.50");
-  EXPECT_STREQ(AnxFloatPrecisionString(2.0, 3, TRUE), "2");
-  EXPECT_STREQ(AnxFloatPrecisionString(-1.25, 1, TRUE), "-1.3");
-  EXPECT_STREQ(AnxFloatPrecisionString(1.26, 1, FALSE), "1.2");
-  EXPECT_STREQ(AnxFloatPrecisionString(3.7, 0, TRUE), "4");
-  EXPECT_STREQ(AnxFloatPrecisionString(3.7, -2, FALSE), "3");
-  EXPECT_STREQ(AnxFloatPrecisionString(0.001, 3, TRUE), "0.001");
-  EXPECT_STREQ(AnxFloatPrecisionString(0.123456789012, 15, TRUE),
-               AnxFloatPrecisionString(0.123456789012, 10, TRUE));
-  EXPECT_STREQ(AnxFloatPrecisionString(0.123456789012, 10, TRUE), "0.1234567890");
-  EXPECT_STREQ(AnxFloatPrecisionString(3e9, 2, TRUE), "3000000000");
-  EXPECT_STREQ(AnxFloatPrecisionString(NAN, 2, TRUE), "0");
+  struct { double v; int digits; BOOL round; const char* text; } cases[] = {
+      {1.05, 2, TRUE, "1.05"},   {1.999, 2, TRUE, "2"},   {-0.5, 1, TRUE, "-0.5"},        {1.5, 2, TRUE, "1.50"},
+      {2.0, 3, TRUE, "2"},       {-1.25, 1, TRUE, "-1.3"}, {1.26, 1, FALSE, "1.2"},        {3.7, 0, TRUE, "4"},
+      {3.7, -2, FALSE, "3"},     {0.001, 3, TRUE, "0.001"}, {3e9, 2, TRUE, "3000000000"}, {NAN, 2, TRUE, "0"},
+      {0.123456789012, 10, TRUE, "0.1234567890"}, {0.123456789012, 15, TRUE, "0.1234567890"}};  // 10 at most
+  for (auto c : cases) EXPECT_STREQ(AnxFloatPrecisionString(c.v, c.digits, c.round), c.text) << c.v;
   EXPECT_EQ(AnxFloatPrecision(1.23456, 3, TRUE), 1.235);
   // Random values: at most `digits` decimals (exactly that many when there
   // is a fraction), and within half a unit of the last decimal.
@@ -395,9 +382,9 @@ TEST(AnxStrings, UserInterfaceStandIns) {
   EXPECT_EQ(AnxDialogMsg("hello"), IDOK);  // default: to the trace
   EXPECT_NE(hooks.Trace().find("hello"), std::string::npos);
 
-  ANXDIALOGHANDLER oldDialog = AnxSetDialogHandler(&uihooks::Dialog);
-  ANXSTATUSHANDLER oldStatus = AnxSetStatusHandler(&uihooks::Status);
-  ANXMAPPOINTHANDLER oldMap = AnxSetMapPointHandler(&uihooks::Map);
+  AnxSetDialogHandler(&uihooks::Dialog);
+  AnxSetStatusHandler(&uihooks::Status);
+  AnxSetMapPointHandler(&uihooks::Map);
   EXPECT_EQ(AnxDialogMsg(tqGetModuleInstance(), 9, MB_OK | MB_ICONERROR), 7);
   EXPECT_EQ(uihooks::g_lastText, "DPI");
   EXPECT_EQ(uihooks::g_lastType, (UINT)(MB_OK | MB_ICONERROR));
@@ -414,9 +401,6 @@ TEST(AnxStrings, UserInterfaceStandIns) {
   pt = {1, 2};
   EXPECT_TRUE(AnxMapPoint(nullptr, nullptr, pt));
   EXPECT_EQ(pt.x, 1);
-  (void)oldDialog;
-  (void)oldStatus;
-  (void)oldMap;
 
   int object = 0;
   EXPECT_TRUE(AnxValidObject(&object));
@@ -452,37 +436,19 @@ TEST_F(UnitsTest, UnitTrans) {
 // ---------------------------------------------------------------------------
 // Zoom
 
+// 1/12 steps by 2 above 1/11.1; 1e-9 has reciprocal 1e9: step 10000, then
+// the 1/20000 floor; 1e-11 is within 1e-10 of 0 and taken as 1 first.
 TEST(Zoom, ZoomInExamples) {
-  double r = 0;
-  AnxZoomInRatio(r);
-  EXPECT_EQ(r, 2.0);
-  r = 1.5;
-  AnxZoomInRatio(r);
-  EXPECT_EQ(r, 3.0);
-  r = 0.5;
-  AnxZoomInRatio(r);
-  EXPECT_EQ(r, 1.0);
-  r = 0.25;
-  AnxZoomInRatio(r);
-  EXPECT_EQ(r, 1.0 / 3);
-  r = 150;
-  AnxZoomInRatio(r);
-  EXPECT_EQ(r, 100.0);
-  r = -3;
-  AnxZoomInRatio(r);
-  EXPECT_EQ(r, 2.0);
-  r = NAN;
-  AnxZoomInRatio(r);
-  EXPECT_EQ(r, 2.0);
-  r = 1.0 / 12;  // step 2 above 1/11.1
-  AnxZoomInRatio(r);
-  EXPECT_EQ(r, 1.0 / 10);
-  r = 1e-9;  // reciprocal 1e9: step 10000, then the 1/20000 floor
-  AnxZoomInRatio(r);
-  EXPECT_DOUBLE_EQ(r, 1.0 / 20000);
-  r = 1e-11;  // within 1e-10 of 0: taken as 1 first
-  AnxZoomInRatio(r);
-  EXPECT_EQ(r, 2.0);
+  struct { double in, out; } cases[] = {{0, 2},   {1.5, 3},  {0.5, 1},        {0.25, 1.0 / 3},       {150, 100},
+                                        {-3, 2},  {NAN, 2},  {1.0 / 12, 0.1}, {1e-9, 1.0 / 20000}, {1e-11, 2}};
+  for (auto c : cases) {
+    double r = c.in;
+    AnxZoomInRatio(r);
+    if (c.in == 1e-9)
+      EXPECT_DOUBLE_EQ(r, c.out);
+    else
+      EXPECT_EQ(r, c.out) << c.in;
+  }
 }
 
 // The ladder: whole ratios 1..100 and whole reciprocals 1/2..1/10000, each
@@ -546,22 +512,14 @@ TEST(Zoom, WalksEndAtTheLimits) {
   EXPECT_EQ(r, 100.0);
 }
 
+// 2.5 goes 2 -> 1; 0.3 lies between 1/4 and 1/3 and steps out from 1/4.
 TEST(Zoom, OffLadderRatiosSnapOutward) {
-  double r = 2.5;
-  AnxZoomOutRatio(r);  // 2.5 -> 2 -> 1
-  EXPECT_EQ(r, 1.0);
-  r = 1.5;
-  AnxZoomOutRatio(r);
-  EXPECT_EQ(r, 0.5);
-  r = 0.3;  // between 1/4 and 1/3: from 1/4 one step out
-  AnxZoomOutRatio(r);
-  EXPECT_EQ(r, 0.2);
-  r = 500;
-  AnxZoomOutRatio(r);
-  EXPECT_EQ(r, 99.0);
-  r = 0;
-  AnxZoomOutRatio(r);
-  EXPECT_EQ(r, 0.5);
+  struct { double in, out; } cases[] = {{2.5, 1}, {1.5, 0.5}, {0.3, 0.2}, {500, 99}, {0, 0.5}};
+  for (auto c : cases) {
+    double r = c.in;
+    AnxZoomOutRatio(r);
+    EXPECT_EQ(r, c.out) << c.in;
+  }
 }
 
 TEST(Zoom, NormalPicksTheNearestLadderRatio) {
