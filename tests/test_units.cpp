@@ -402,7 +402,7 @@ TEST(AnxStrings, UserInterfaceStandIns) {
   EXPECT_TRUE(AnxMapPoint(nullptr, nullptr, pt));
   EXPECT_EQ(pt.x, 1);
 
-  int object = 0;
+  void* object = nullptr;  // pointer-aligned, as framework objects are
   EXPECT_TRUE(AnxValidObject(&object));
   EXPECT_FALSE(AnxValidObject(nullptr));
   EXPECT_FALSE(AnxValidObject(reinterpret_cast<const char*>(&object) + 1));
