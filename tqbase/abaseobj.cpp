@@ -160,15 +160,21 @@ CString FormatDouble(double v) {
   return CString(buf);
 }
 
-CString FormatField(const AGFLAGS& f, const FieldDesc& d) {
+// Decimal text of an integer field.
+CString FormatInt(long long v) {
   char buf[32];
+  std::snprintf(buf, sizeof buf, "%lld", v);
+  return CString(buf);
+}
+
+CString FormatField(const AGFLAGS& f, const FieldDesc& d) {
   switch (d.type) {
-    case FT_RESUNIT: std::snprintf(buf, sizeof buf, "%d", (int)(f.*d.resUnit)); return CString(buf);
-    case FT_SIZEUNIT: std::snprintf(buf, sizeof buf, "%d", (int)(f.*d.sizeUnit)); return CString(buf);
+    case FT_RESUNIT: return FormatInt(f.*d.resUnit);
+    case FT_SIZEUNIT: return FormatInt(f.*d.sizeUnit);
     case FT_DOUBLE: return FormatDouble(f.*d.d);
-    case FT_INT: std::snprintf(buf, sizeof buf, "%d", f.*d.i); return CString(buf);
-    case FT_BOOL8: std::snprintf(buf, sizeof buf, "%d", (int)(f.*d.b)); return CString(buf);
-    case FT_DWORD: std::snprintf(buf, sizeof buf, "%u", (unsigned)(f.*d.u)); return CString(buf);
+    case FT_INT: return FormatInt(f.*d.i);
+    case FT_BOOL8: return FormatInt(f.*d.b);
+    case FT_DWORD: return FormatInt(f.*d.u);
     case FT_STRING: return f.*d.s;
   }
   return CString();
@@ -177,38 +183,34 @@ CString FormatField(const AGFLAGS& f, const FieldDesc& d) {
 // Takes text into the field when it parses as the field's type and range;
 // false (field untouched) otherwise.
 bool ParseField(AGFLAGS& f, const FieldDesc& d, const char* text) {
-  long long n = 0;
-  double v = 0;
   switch (d.type) {
-    case FT_RESUNIT:
-      if (!ParseInt64(text, &n) || n < RESUNIT_DPI || n > RESUNIT_DPM) return false;
-      f.*d.resUnit = (AResUnit)n;
-      return true;
-    case FT_SIZEUNIT:
-      if (!ParseInt64(text, &n) || n < SIZEUNIT_PIXEL || n > SIZEUNIT_INCH) return false;
-      f.*d.sizeUnit = (ASizeUnit)n;
-      return true;
-    case FT_DOUBLE:
-      if (!ParseDouble(text, &v)) return false;
-      f.*d.d = v;
-      return true;
-    case FT_INT:
-      if (!ParseInt64(text, &n) || n < INT_MIN || n > INT_MAX) return false;
-      f.*d.i = (int)n;
-      return true;
-    case FT_BOOL8:
-      if (!ParseInt64(text, &n) || n < INT_MIN || n > INT_MAX) return false;
-      f.*d.b = n != 0;
-      return true;
-    case FT_DWORD:
-      if (!text || *text == '-' || !ParseInt64(text, &n) || n < 0 || n > 0xFFFFFFFFLL) return false;
-      f.*d.u = (DWORD)n;
-      return true;
-    case FT_STRING:
-      f.*d.s = text ? text : "";
-      return true;
+    case FT_STRING: f.*d.s = text ? text : ""; return true;
+    case FT_DOUBLE: return ParseDouble(text, &(f.*d.d));
+    default: break;
   }
-  return false;
+  // The integer types: a whole-text integer within the type's range.
+  long long lo = INT_MIN, hi = INT_MAX, n = 0;
+  if (d.type == FT_RESUNIT) {
+    lo = RESUNIT_DPI;
+    hi = RESUNIT_DPM;
+  } else if (d.type == FT_SIZEUNIT) {
+    lo = SIZEUNIT_PIXEL;
+    hi = SIZEUNIT_INCH;
+  } else if (d.type == FT_DWORD) {
+    if (!text || *text == '-') return false;  // "-0" is refused too
+    lo = 0;
+    hi = 0xFFFFFFFFLL;
+  }
+  if (!ParseInt64(text, &n) || n < lo || n > hi) return false;
+  switch (d.type) {
+    case FT_RESUNIT: f.*d.resUnit = (AResUnit)n; break;
+    case FT_SIZEUNIT: f.*d.sizeUnit = (ASizeUnit)n; break;
+    case FT_INT: f.*d.i = (int)n; break;
+    case FT_BOOL8: f.*d.b = n != 0; break;
+    case FT_DWORD: f.*d.u = (DWORD)n; break;
+    default: break;
+  }
+  return true;
 }
 
 void SetDefaults(AGFLAGS& f) {
@@ -256,6 +258,22 @@ void SetDefaults(AGFLAGS& f) {
   f.bVirtualBitmapUsed = 0;
   f.bCompactFilePalette = 1;
   f.bEnableAccountPrivilege = 0;
+}
+
+// The profile store's file, or false (error set) when it has none.
+bool ProfileStorePath(CString& path) {
+  path = AProfile::GetAppProfilePath();
+  if (!path.IsEmpty()) return true;
+  g_Error.SetLastError("The profile store has no path");
+  return false;
+}
+
+// False (asserted, error set) for a missing or empty file name.
+bool IniFileGiven(const char* iniFile) {
+  if (iniFile && *iniFile) return true;
+  ASSERT(iniFile != nullptr && *iniFile);
+  g_Error.SetLastError("No preferences file given");
+  return false;
 }
 
 }  // namespace
@@ -356,32 +374,26 @@ BOOL AGFLAGS::SaveSection(const char* file, const char* section, bool profileFor
 }
 
 BOOL AGFLAGS::LoadFromProfile() {
-  CString path = AProfile::GetAppProfilePath();
-  if (path.IsEmpty()) return g_Error.SetLastError("The profile store has no path") && FALSE;
+  CString path;
+  if (!ProfileStorePath(path)) return FALSE;
   return LoadSection(path.GetString(), kProfileSection, true, false);
 }
 
 BOOL AGFLAGS::SaveToProfile() {
-  CString path = AProfile::GetAppProfilePath();
-  if (path.IsEmpty()) return g_Error.SetLastError("The profile store has no path") && FALSE;
+  CString path;
+  if (!ProfileStorePath(path)) return FALSE;
   CString folder = ADocObj::GetFolder(path.GetString());
   if (!folder.IsEmpty() && !ADocObj::MakeDirectories(folder.GetString())) return FALSE;
   return SaveSection(path.GetString(), kProfileSection, true);
 }
 
 BOOL AGFLAGS::LoadFromProfile(const char* iniFile) {
-  if (!iniFile || !*iniFile) {
-    ASSERT(iniFile != nullptr && *iniFile);
-    return g_Error.SetLastError("No preferences file given") && FALSE;
-  }
+  if (!IniFileGiven(iniFile)) return FALSE;
   return LoadSection(iniFile, kIniSection, false, true);
 }
 
 BOOL AGFLAGS::SaveToProfile(const char* iniFile) {
-  if (!iniFile || !*iniFile) {
-    ASSERT(iniFile != nullptr && *iniFile);
-    return g_Error.SetLastError("No preferences file given") && FALSE;
-  }
+  if (!IniFileGiven(iniFile)) return FALSE;
   return SaveSection(iniFile, kIniSection, false);
 }
 
