@@ -629,29 +629,50 @@ int ACycle::GCycleSituation(const RECT* rc, POINT* corners, const CYCLEINFO* ci)
   return count;
 }
 
+namespace {
+// Pieces and their offsets always have one length; offsets may be absent.
+template <class Piece, class Off>
+void SizeBoth(CArray<Piece>* pieces, CArray<Off>* offsets, int n) {
+  pieces->SetSize(n);
+  if (offsets != nullptr) offsets->SetSize(n);
+}
+
+// Failure on allocation: both arrays emptied, the message recorded, 0.
+template <class Piece, class Off>
+int DropBoth(CArray<Piece>* pieces, CArray<Off>* offsets, const char* message) {
+  pieces->RemoveAll();
+  if (offsets != nullptr) offsets->RemoveAll();
+  g_Error.SetLastError("%s", message);
+  return 0;
+}
+
+// Fills the arrays from a cutter of the form cut(pieces, offsets) -> count
+// that only counts when given null buffers: count, size, cut, trim.
+template <class Piece, class Off, class Cut>
+int CutIntoArrays(CArray<Piece>* pieces, CArray<Off>* offsets, Cut&& cut) {
+  int n = cut(static_cast<Piece*>(nullptr), static_cast<Off*>(nullptr));
+  if (n <= 0) {
+    SizeBoth(pieces, offsets, 0);
+    return 0;
+  }
+  SizeBoth(pieces, offsets, n);
+  n = cut(pieces->GetData(), offsets != nullptr ? offsets->GetData() : nullptr);
+  SizeBoth(pieces, offsets, n);
+  return n;
+}
+}  // namespace
+
 int ACycle::GCycleSituation(const APTLENGTH* run, CArray<APTLENGTH>* pieces, CArray<int>* offsets,
                             const RECT* clip, const CYCLEINFO* ci) {
   ASSERT(ci != nullptr);
   if (run == nullptr || pieces == nullptr || ci == nullptr) return 0;
   try {
     if (clip == nullptr || IsTile(clip, *ci)) {
-      int n = GCalCycleLine(*run, nullptr, nullptr, ci);
-      if (n <= 0) {
-        pieces->SetSize(0);
-        if (offsets != nullptr) offsets->SetSize(0);
-        return 0;
-      }
-      pieces->SetSize(n);
-      if (offsets != nullptr) offsets->SetSize(n);
-      n = GCalCycleLine(*run, pieces->GetData(), offsets != nullptr ? offsets->GetData() : nullptr, ci);
-      pieces->SetSize(n);
-      if (offsets != nullptr) offsets->SetSize(n);
-      return n;
+      return CutIntoArrays(pieces, offsets, [&](APTLENGTH* pc, int* off) { return GCalCycleLine(*run, pc, off, ci); });
     }
     CArray<POINT> starts;
-    int n = GCycleSituation(run, starts, clip, ci);
-    pieces->SetSize(n);
-    if (offsets != nullptr) offsets->SetSize(n);
+    const int n = GCycleSituation(run, starts, clip, ci);
+    SizeBoth(pieces, offsets, n);
     if (n == 0) return 0;
     const i64 cw = (i64)clip->right - clip->left, ch = (i64)clip->bottom - clip->top;
     APTLENGTH* out = pieces->GetData();
@@ -664,10 +685,7 @@ int ACycle::GCycleSituation(const APTLENGTH* run, CArray<APTLENGTH>* pieces, CAr
     }
     return n;
   } catch (const std::bad_alloc&) {
-    pieces->RemoveAll();
-    if (offsets != nullptr) offsets->RemoveAll();
-    g_Error.SetLastError("GCycleSituation: out of memory for the run pieces");
-    return 0;
+    return DropBoth(pieces, offsets, "GCycleSituation: out of memory for the run pieces");
   }
 }
 
@@ -734,23 +752,11 @@ int ACycle::GCycleSituation(const RECT* rc, CArray<RECT>* pieces, CArray<POINT>*
   if (rc == nullptr || pieces == nullptr || ci == nullptr) return 0;
   try {
     if (clip == nullptr || IsTile(clip, *ci)) {
-      int n = GCalCycleRect(*rc, nullptr, nullptr, ci);
-      if (n <= 0) {
-        pieces->SetSize(0);
-        if (offsets != nullptr) offsets->SetSize(0);
-        return 0;
-      }
-      pieces->SetSize(n);
-      if (offsets != nullptr) offsets->SetSize(n);
-      n = GCalCycleRect(*rc, pieces->GetData(), offsets != nullptr ? offsets->GetData() : nullptr, ci);
-      pieces->SetSize(n);
-      if (offsets != nullptr) offsets->SetSize(n);
-      return n;
+      return CutIntoArrays(pieces, offsets, [&](RECT* pc, POINT* off) { return GCalCycleRect(*rc, pc, off, ci); });
     }
     CArray<POINT> corners;
-    int n = GCycleSituation(rc, corners, clip, ci);
-    pieces->SetSize(n);
-    if (offsets != nullptr) offsets->SetSize(n);
+    const int n = GCycleSituation(rc, corners, clip, ci);
+    SizeBoth(pieces, offsets, n);
     if (n == 0) return 0;
     const i64 w = (i64)rc->right - rc->left, h = (i64)rc->bottom - rc->top;
     const Rect64 local = {0, 0, (i64)clip->right - clip->left, (i64)clip->bottom - clip->top};
@@ -766,10 +772,7 @@ int ACycle::GCycleSituation(const RECT* rc, CArray<RECT>* pieces, CArray<POINT>*
     }
     return n;
   } catch (const std::bad_alloc&) {
-    pieces->RemoveAll();
-    if (offsets != nullptr) offsets->RemoveAll();
-    g_Error.SetLastError("GCycleSituation: out of memory for the rectangle pieces");
-    return 0;
+    return DropBoth(pieces, offsets, "GCycleSituation: out of memory for the rectangle pieces");
   }
 }
 

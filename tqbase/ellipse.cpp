@@ -97,6 +97,16 @@ void SetBox(const std::vector<RUN>& runs, i64 first, RECT* box) {
   box->bottom = (LONG)(first + (i64)runs.size());
 }
 
+// A rectangle without area is the empty shape: no runs, an all-zero box,
+// and its top as the first row.
+template <class RUN>
+bool NoArea(const RECT& rc, std::vector<RUN>& runs, RECT* box) {
+  if ((i64)rc.right - rc.left >= 1 && (i64)rc.bottom - rc.top >= 1) return false;
+  runs.clear();
+  SetBox(runs, rc.top, box);
+  return true;
+}
+
 // Failure that is not an allocation failure: the text is already recorded.
 struct ShapeFailure {};
 
@@ -215,13 +225,9 @@ i64 RasterTurnedEllipse(i64 l, i64 t, i64 r, i64 b, double angle, std::vector<RU
 // Rectangles: upright, a quarter turn, or a general angle.
 template <class RUN>
 i64 RasterRect(const RECT& rc, double angle, std::vector<RUN>& runs, RECT* box) {
+  if (NoArea(rc, runs, box)) return rc.top;
   const i64 l = rc.left, t = rc.top, r = rc.right, b = rc.bottom;
   const i64 w = r - l, h = b - t;
-  if (w < 1 || h < 1) {
-    runs.clear();
-    SetBox(runs, t, box);
-    return t;
-  }
   AngleClass cls = ClassifyAngle(angle);
   if (cls == kInvalid) Fail("CEllipse: the angle is not a finite number");
   CheckRows(std::max(w, h));
@@ -331,13 +337,9 @@ std::vector<int>& Scratch() {
 
 template <class RUN>
 i64 RasterEllipse(const RECT& rc, double angle, std::vector<RUN>& runs, RECT* box) {
+  if (NoArea(rc, runs, box)) return rc.top;
   const i64 l = rc.left, t = rc.top, r = rc.right, b = rc.bottom;
   const i64 w = r - l, h = b - t;
-  if (w < 1 || h < 1) {
-    runs.clear();
-    SetBox(runs, t, box);
-    return t;
-  }
   if (w == 1 && h == 1) {
     runs.assign(1, MakeRun<RUN>(l, l));
     SetBox(runs, t, box);
@@ -444,6 +446,22 @@ BOOL IntoPiece(const RECT& rc, RSRLINE& rst, Producer produce) {
   return FALSE;
 }
 
+// The array form: the runs straight into the caller's array.
+template <class Producer>
+int IntoArray(const RECT& rc, CArray<POINT, POINT>& runs, RECT* box, Producer produce) {
+  bool ok;
+  std::vector<POINT>& v = runs.vec();
+  return Guarded(rc, v, box, [&] { return produce(v, box); }, &ok);
+}
+
+// The two upright-or-turned shapes as producers for either run type.
+auto EllipseOf(const RECT& rc, double angle) {
+  return [&rc, angle](auto& runs, RECT* box) { return RasterEllipse(rc, angle, runs, box); };
+}
+auto RectOf(const RECT& rc, double angle) {
+  return [&rc, angle](auto& runs, RECT* box) { return RasterRect(rc, angle, runs, box); };
+}
+
 }  // namespace
 
 void CEllipse::MidPointCircle(int r, CArray<int, int>& widths) {
@@ -466,44 +484,30 @@ void CEllipse::MidPointEllipse(int a, int b, CArray<int, int>& widths) {
 
 int CEllipse::MidPointEllipseLine(const CRect& rect, double angle, CArray<POINT, POINT>& runs,
                                   RECT* box) {
-  bool ok;
-  std::vector<POINT>& v = runs.vec();
-  return Guarded(rect, v, box, [&] {
+  return IntoArray(rect, runs, box, [&](std::vector<POINT>& v, RECT* vbox) {
     if (!std::isfinite(angle)) Fail("CEllipse: the angle is not a finite number");
+    if (NoArea(rect, v, vbox)) return (i64)rect.top;
     const i64 l = rect.left, t = rect.top, r = rect.right, b = rect.bottom;
-    if (r - l < 1 || b - t < 1) {
-      v.clear();
-      SetBox(v, t, box);
-      return t;
-    }
     i64 f = RasterTurnedEllipse(l, t, r, b, angle, v);
-    SetBox(v, f, box);
+    SetBox(v, f, vbox);
     return f;
-  }, &ok);
+  });
 }
 
 int CEllipse::EllipseRasterLine(const CRect& rect, double angle, CArray<POINT, POINT>& runs,
                                 RECT* box) {
-  bool ok;
-  std::vector<POINT>& v = runs.vec();
-  return Guarded(rect, v, box, [&] { return RasterEllipse(rect, angle, v, box); }, &ok);
+  return IntoArray(rect, runs, box, EllipseOf(rect, angle));
 }
 
 BOOL CEllipse::EllipseRasterLine(const RECT& rect, double angle, RSRLINE& rst) {
-  return IntoPiece(rect, rst, [&](std::vector<RSRUN>& runs, RECT* box) {
-    return RasterEllipse(rect, angle, runs, box);
-  });
+  return IntoPiece(rect, rst, EllipseOf(rect, angle));
 }
 
 int CEllipse::RectRasterLine(const RECT& rect, double angle, CArray<POINT, POINT>& runs,
                              RECT* box) {
-  bool ok;
-  std::vector<POINT>& v = runs.vec();
-  return Guarded(rect, v, box, [&] { return RasterRect(rect, angle, v, box); }, &ok);
+  return IntoArray(rect, runs, box, RectOf(rect, angle));
 }
 
 BOOL CEllipse::RectRasterLine(const RECT& rect, double angle, RSRLINE& rst) {
-  return IntoPiece(rect, rst, [&](std::vector<RSRUN>& runs, RECT* box) {
-    return RasterRect(rect, angle, runs, box);
-  });
+  return IntoPiece(rect, rst, RectOf(rect, angle));
 }

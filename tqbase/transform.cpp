@@ -295,57 +295,61 @@ void ATransform::Reflection(const ATransform* from, double angle, double cx, dou
 #undef TQ_LOAD_SOURCE
 
 // ---------------------------------------------------------------------------
-// ATransform: forward maps
+// Point forms shared by the forward and backward maps: each goes through the
+// map on doubles and rounds at the end.
 
-void ATransform::CalcPoint(float& x, float& y) const {
+namespace {
+
+struct ForwardMap {
+  const ATransform* t;
+  void operator()(double& x, double& y) const { t->CalcPoint(x, y); }
+};
+struct InverseMap {
+  const ATransform* t;
+  void operator()(double& x, double& y) const { t->InverseCalcPoint(x, y); }
+};
+
+template <class Map>
+void MapFloat(float& x, float& y, Map map) {
   double dx = x, dy = y;
-  CalcPoint(dx, dy);
+  map(dx, dy);
   x = (float)dx;
   y = (float)dy;
 }
 
-void ATransform::CalcPoint(int& x, int& y, double precision) const {
-  double dx = x, dy = y;
-  CalcPoint(dx, dy);
-  CPrecise::PrecisePoint(dx, dy, x, y, precision);
-}
-
-void ATransform::CalcPoint(long& x, long& y, double precision) const {
+template <class Int, class Map>
+void MapInt(Int& x, Int& y, double precision, Map map) {
   double dx = (double)x, dy = (double)y;
-  CalcPoint(dx, dy);
+  map(dx, dy);
   CPrecise::PrecisePoint(dx, dy, x, y, precision);
 }
 
-void ATransform::CalcPoint(POINT& p, double precision) const {
+template <class Map>
+void MapPoint(POINT& p, double precision, Map map) {
   double dx = p.x, dy = p.y;
-  CalcPoint(dx, dy);
+  map(dx, dy);
   CPrecise::PrecisePoint(POINTD(dx, dy), p, precision);
 }
 
-void ATransform::CalcPoints(POINT* points, int count, double precision) const {
-  ASSERT(points != nullptr && count >= 1);
-  if (points == nullptr) return;
-  const TransMatrix& m = m_matrix;
-  for (int i = 0; i < count; ++i) {
-    double x = points[i].x, y = points[i].y;
-    points[i].x = CPrecise::PreciseInt(x * m.m11 + y * m.m21 + m.dx, precision);
-    points[i].y = CPrecise::PreciseInt(x * m.m12 + y * m.m22 + m.dy, precision);
-  }
+// The length of the image of the segment from (0, 0) to (d, 0).
+template <class Map>
+double MappedLength(double d, Map map) {
+  double x1 = d, y1 = 0.0, x0 = 0.0, y0 = 0.0;
+  map(x1, y1);
+  map(x0, y0);
+  double ex = x1 - x0, ey = y1 - y0;
+  return std::sqrt(std::fabs(ex * ex + ey * ey));
 }
 
-void ATransform::CalcPoints(POINTF* points, int count) const {
+// Walks an array of points; a null array or a count below 1 asserts, and a
+// null array is left alone.
+template <class P, class F>
+void ForEachPoint(P* points, int count, F&& f) {
   ASSERT(points != nullptr && count >= 1);
   if (points == nullptr) return;
-  for (int i = 0; i < count; ++i) CalcPoint(points[i]);
+  for (int i = 0; i < count; ++i) f(points[i]);
 }
 
-void ATransform::CalcPoints(POINTD* points, int count) const {
-  ASSERT(points != nullptr && count >= 1);
-  if (points == nullptr) return;
-  for (int i = 0; i < count; ++i) CalcPoint(points[i]);
-}
-
-namespace {
 // Walks points in groups; a group count below 1 asserts and stops the walk.
 template <class P, class F>
 void ForEachGrouped(P* points, const int* counts, int groups, F&& f) {
@@ -360,6 +364,30 @@ void ForEachGrouped(P* points, const int* counts, int groups, F&& f) {
 }
 }  // namespace
 
+// ---------------------------------------------------------------------------
+// ATransform: forward maps
+
+void ATransform::CalcPoint(float& x, float& y) const { MapFloat(x, y, ForwardMap{this}); }
+void ATransform::CalcPoint(int& x, int& y, double precision) const { MapInt(x, y, precision, ForwardMap{this}); }
+void ATransform::CalcPoint(long& x, long& y, double precision) const { MapInt(x, y, precision, ForwardMap{this}); }
+void ATransform::CalcPoint(POINT& p, double precision) const { MapPoint(p, precision, ForwardMap{this}); }
+
+void ATransform::CalcPoints(POINT* points, int count, double precision) const {
+  // The matrix applied directly, each coordinate rounded on its own.
+  const TransMatrix& m = m_matrix;
+  ForEachPoint(points, count, [&](POINT& p) {
+    double x = p.x, y = p.y;
+    p.x = CPrecise::PreciseInt(x * m.m11 + y * m.m21 + m.dx, precision);
+    p.y = CPrecise::PreciseInt(x * m.m12 + y * m.m22 + m.dy, precision);
+  });
+}
+void ATransform::CalcPoints(POINTF* points, int count) const {
+  ForEachPoint(points, count, [this](POINTF& p) { CalcPoint(p); });
+}
+void ATransform::CalcPoints(POINTD* points, int count) const {
+  ForEachPoint(points, count, [this](POINTD& p) { CalcPoint(p); });
+}
+
 void ATransform::CalcPointPoints(POINT* points, const int* counts, int groups, double precision) const {
   ForEachGrouped(points, counts, groups, [&](POINT* p, int n) { CalcPoints(p, n, precision); });
 }
@@ -370,13 +398,7 @@ void ATransform::CalcPointPoints(POINTD* points, const int* counts, int groups) 
   ForEachGrouped(points, counts, groups, [&](POINTD* p, int n) { CalcPoints(p, n); });
 }
 
-void ATransform::CalcDist(double& d) const {
-  double x1 = d, y1 = 0.0, x0 = 0.0, y0 = 0.0;
-  CalcPoint(x1, y1);
-  CalcPoint(x0, y0);
-  double ex = x1 - x0, ey = y1 - y0;
-  d = std::sqrt(std::fabs(ex * ex + ey * ey));
-}
+void ATransform::CalcDist(double& d) const { d = MappedLength(d, ForwardMap{this}); }
 
 // ---------------------------------------------------------------------------
 // ATransform: backward maps
@@ -395,47 +417,23 @@ void ATransform::InverseCalcPoint(double& x, double& y) const {
   y = (m.m12 * ox - m.m11 * oy - (m.dx * m.m12 - m.m11 * m.dy)) / (-det);
 }
 
-void ATransform::InverseCalcPoint(float& x, float& y) const {
-  double dx = x, dy = y;
-  InverseCalcPoint(dx, dy);
-  x = (float)dx;
-  y = (float)dy;
-}
-
+void ATransform::InverseCalcPoint(float& x, float& y) const { MapFloat(x, y, InverseMap{this}); }
 void ATransform::InverseCalcPoint(int& x, int& y, double precision) const {
-  double dx = x, dy = y;
-  InverseCalcPoint(dx, dy);
-  CPrecise::PrecisePoint(dx, dy, x, y, precision);
+  MapInt(x, y, precision, InverseMap{this});
 }
-
 void ATransform::InverseCalcPoint(long& x, long& y, double precision) const {
-  double dx = (double)x, dy = (double)y;
-  InverseCalcPoint(dx, dy);
-  CPrecise::PrecisePoint(dx, dy, x, y, precision);
+  MapInt(x, y, precision, InverseMap{this});
 }
-
-void ATransform::InverseCalcPoint(POINT& p, double precision) const {
-  double dx = p.x, dy = p.y;
-  InverseCalcPoint(dx, dy);
-  CPrecise::PrecisePoint(POINTD(dx, dy), p, precision);
-}
+void ATransform::InverseCalcPoint(POINT& p, double precision) const { MapPoint(p, precision, InverseMap{this}); }
 
 void ATransform::InverseCalcPoints(POINT* points, int count, double precision) const {
-  ASSERT(points != nullptr && count >= 1);
-  if (points == nullptr) return;
-  for (int i = 0; i < count; ++i) InverseCalcPoint(points[i], precision);
+  ForEachPoint(points, count, [&](POINT& p) { InverseCalcPoint(p, precision); });
 }
-
 void ATransform::InverseCalcPoints(POINTF* points, int count) const {
-  ASSERT(points != nullptr && count >= 1);
-  if (points == nullptr) return;
-  for (int i = 0; i < count; ++i) InverseCalcPoint(points[i]);
+  ForEachPoint(points, count, [this](POINTF& p) { InverseCalcPoint(p); });
 }
-
 void ATransform::InverseCalcPoints(POINTD* points, int count) const {
-  ASSERT(points != nullptr && count >= 1);
-  if (points == nullptr) return;
-  for (int i = 0; i < count; ++i) InverseCalcPoint(points[i]);
+  ForEachPoint(points, count, [this](POINTD& p) { InverseCalcPoint(p); });
 }
 
 void ATransform::InverseCalcPointPoints(POINT* points, const int* counts, int groups, double precision) const {
@@ -448,13 +446,7 @@ void ATransform::InverseCalcPointPoints(POINTD* points, const int* counts, int g
   ForEachGrouped(points, counts, groups, [&](POINTD* p, int n) { InverseCalcPoints(p, n); });
 }
 
-void ATransform::InverseCalcDist(double& d) const {
-  double x1 = d, y1 = 0.0, x0 = 0.0, y0 = 0.0;
-  InverseCalcPoint(x1, y1);
-  InverseCalcPoint(x0, y0);
-  double ex = x1 - x0, ey = y1 - y0;
-  d = std::sqrt(std::fabs(ex * ex + ey * ey));
-}
+void ATransform::InverseCalcDist(double& d) const { d = MappedLength(d, InverseMap{this}); }
 
 // ---------------------------------------------------------------------------
 // ATransform: frames
