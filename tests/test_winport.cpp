@@ -2,6 +2,7 @@
 // rectangle helpers against a brute-force point model, global blocks,
 // CArray and CString semantics that the library's callers depend on.
 #include "test_support.h"
+#include "checked.h"
 
 #include <gtest/gtest.h>
 

@@ -457,15 +457,13 @@ void PrintSummary(const char* label, const Summary& s) {
 bool WriteMask(const CRstLines& region, const RECT& rc, std::string path, bool invert,
                std::string* written, std::string* err) {
   const long long w = (long long)rc.right - rc.left, h = (long long)rc.bottom - rc.top;
-  size_t bytes = 0;
-  long long pixels = 0;
-  if (w < 1 || h < 1 || !tqbase::CheckedMul(w, h, &pixels) ||
-      !tqbase::CheckedBytes(pixels, 1, &bytes, kMaxImageBytes)) {
+  // Both sides are below 2^32, so their product cannot overflow.
+  if (w < 1 || h < 1 || w * h > (long long)kMaxImageBytes) {
     *err = "the image would be " + std::to_string(w) + " x " + std::to_string(h) +
            " pixels; the limit is " + std::to_string(kMaxImageBytes >> 20) + " MiB";
     return false;
   }
-  std::vector<unsigned char> px(bytes, 0);
+  std::vector<unsigned char> px((size_t)(w * h), 0);
   if (const CRasterArray* arr = region.GetData()) {
     for (RSRLINE* p : *arr) {
       if (p && p->arRun.GetSize() > 0 && !CRstLines::SetRasterMaskInBuf(px.data(), rc, p, 255)) {

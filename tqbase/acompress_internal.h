@@ -6,7 +6,7 @@
 #define TQBASE_ACOMPRESS_INTERNAL_H
 
 #include "tqbase/acompress.h"
-#include "tqbase/checked.h"
+#include "checked.h"
 #include "tqbase/errorinfo.h"
 
 #include <cstddef>

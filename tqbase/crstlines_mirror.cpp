@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "crstlines_internal.h"
+#include "crstlines_core.h"
 
 using namespace tqrgn;
 
@@ -22,7 +22,7 @@ bool InIntRange(long long v) { return v >= INT32_MIN && v <= INT32_MAX; }
 // would otherwise turn into slack on the left, which no piece may have.
 void CRstLines::HorMirror(RSRLINE* p, const CRect& rc) {
   if (!p) return;
-  RGN_CHECK_PIECE(p);
+  RGN_VALIDATE(Invariant(p, false));
   const long long s = (long long)rc.left + rc.right;
   long long maxX2 = p->rcBox.right;
   if (p->arRun.GetSize() > 0) {
@@ -31,7 +31,7 @@ void CRstLines::HorMirror(RSRLINE* p, const CRect& rc) {
   }
   if (!InIntRange(s - maxX2) || !InIntRange(s - p->rcBox.left)) {
     ASSERT(!"CRstLines::HorMirror: the mirror leaves the coordinate range");
-    Fail("CRstLines::HorMirror: the mirror leaves the coordinate range");
+    Fail("CRstLines::HorMirror", kOutOfRange);
     return;
   }
   RSRUN* r = p->arRun.GetData();
@@ -61,7 +61,7 @@ void CRstLines::HorMirror(RSRLINE* p, const CRect& rc) {
     p->rcBox.left = (LONG)(s - p->rcBox.right);
     p->rcBox.right = p->rcBox.left + w;
   }
-  RGN_CHECK_PIECE(p);
+  RGN_VALIDATE(Invariant(p, false));
 }
 
 void CRstLines::HorMirror(CRasterArray* arr, const CRect& rc) {
@@ -72,12 +72,12 @@ void CRstLines::HorMirror(CRasterArray* arr, const CRect& rc) {
 
 void CRstLines::VerMirror(RSRLINE* p, const CRect& rc) {
   if (!p) return;
-  RGN_CHECK_PIECE(p);
+  RGN_VALIDATE(Invariant(p, false));
   const long long newTop = (long long)rc.top + rc.bottom - p->rcBox.bottom;
   const long long height = (long long)p->rcBox.bottom - p->rcBox.top;
   if (!InIntRange(newTop) || !InIntRange(newTop + height)) {
     ASSERT(!"CRstLines::VerMirror: the mirror leaves the coordinate range");
-    Fail("CRstLines::VerMirror: the mirror leaves the coordinate range");
+    Fail("CRstLines::VerMirror", kOutOfRange);
     return;
   }
   for (int& c : p->arCount)
@@ -94,7 +94,7 @@ void CRstLines::VerMirror(RSRLINE* p, const CRect& rc) {
   }
   p->rcBox.top = (LONG)newTop;
   p->rcBox.bottom = (LONG)(newTop + height);
-  RGN_CHECK_PIECE(p);
+  RGN_VALIDATE(Invariant(p, false));
 }
 
 void CRstLines::VerMirror(CRasterArray* arr, const CRect& rc) {

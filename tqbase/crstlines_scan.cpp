@@ -2,7 +2,7 @@
 // loop groups into region pieces.
 //
 // Every row between the least and greatest vertex y receives boundary
-// items, bucketed by a counting sort:
+// items:
 //  - one point per edge crossing the row strictly between its ends, at
 //    x = x0 + (y - y0) * (x0 - x1) / (y0 - y1) in double, truncated toward
 //    zero; it is a crossing in the edge's y direction;
@@ -18,18 +18,35 @@
 // or non-zero (winding fill, which also fills self-overlaps). The order of
 // items with equal x does not change the result, so the two sorts agree.
 //
-// Relies on crstlines_internal.h (scratch blocks, band builder).
+// A y-monotone outline (its y changes direction exactly twice around the
+// outline) crosses every inner row exactly twice and its top and bottom
+// rows each hold one stretch, so each row of it is the one run from its
+// least to its greatest item under either fill rule; such outlines (every
+// convex polygon among them) are converted row by row without items or
+// sorting. Both paths compute crossing points with EdgeX, so they agree to
+// the pixel (CRstLinesScan.MonotonePathAgreesWithItems).
+//
+// A polygon set filled polygon by polygon (nJoin == 0) is one sweep: each
+// polygon becomes a source of rows (a rectangle a constant run, a monotone
+// outline one run per row, any other its converted piece) and the merger
+// unites them row by row.
+//
+// Relies on crstlines_core.h and the memory manager.
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdlib>
-#include <new>
+#include <cstring>
 
-#include "crstlines_internal.h"
+#include "crstlines_core.h"
 #include "tqbase/memorymanage.h"
 
 using namespace tqrgn;
 
 namespace {
+
+const char kCreateRasterOp[] = "CRstLines::CreateRaster";
+const char kCreateArrayOp[] = "CRstLines::CreateRasterArray";
 
 struct Item {
   int l;    // least x of the item
@@ -46,6 +63,87 @@ struct Poly {
 int TrimmedCount(const POINT* p, int n) {
   while (n > 1 && p[n - 1].x == p[n - 2].x && p[n - 1].y == p[n - 2].y) --n;
   return n;
+}
+
+inline int TruncToInt(double v) {
+  if (!(v > -2147483649.0)) return INT_MIN;
+  if (!(v < 2147483648.0)) return INT_MAX;
+  return (int)v;  // truncation toward zero
+}
+
+// The crossing of edge a -> b (a.y != b.y) with row y.
+inline int EdgeX(const POINT& a, double slope, long long y) {
+  return TruncToInt((double)a.x + (double)(y - a.y) * slope);
+}
+inline double Slope(const POINT& a, const POINT& b) {
+  return (double)((long long)a.x - b.x) / (double)((long long)a.y - b.y);
+}
+
+// Least and greatest y of the outline.
+void YRange(const Poly& pl, long long& miny, long long& maxy) {
+  miny = maxy = pl.p[0].y;
+  for (int i = 1; i < pl.n; ++i) {
+    miny = std::min<long long>(miny, pl.p[i].y);
+    maxy = std::max<long long>(maxy, pl.p[i].y);
+  }
+}
+
+// True when the outline's y changes direction exactly twice around it
+// (level steps not counted), or never (the outline lies on one row).
+bool Monotone(const Poly& pl) {
+  int first = 0, last = 0, changes = 0;
+  for (int i = 0; i < pl.n; ++i) {
+    const long long dy = (long long)pl.p[(i + 1) % pl.n].y - pl.p[i].y;
+    if (dy == 0) continue;
+    const int s = dy > 0 ? 1 : -1;
+    if (first == 0) first = s;
+    else if (s != last) ++changes;
+    last = s;
+    if (changes > 2) return false;
+  }
+  if (first == 0) return true;
+  if (first != last) ++changes;
+  return changes == 2;
+}
+
+// True when the outline is an axis-aligned rectangle: every edge level or
+// upright and every vertex a corner of the outline's box.
+bool Rectangle(const Poly& pl, RSRUN& cols, long long miny, long long maxy) {
+  int l = pl.p[0].x, r = pl.p[0].x;
+  for (int i = 1; i < pl.n; ++i) {
+    l = std::min(l, (int)pl.p[i].x);
+    r = std::max(r, (int)pl.p[i].x);
+  }
+  for (int i = 0; i < pl.n; ++i) {
+    const POINT& a = pl.p[i];
+    const POINT& b = pl.p[(i + 1) % pl.n];
+    if (a.x != b.x && a.y != b.y) return false;
+    if ((a.x != l && a.x != r) || (a.y != miny && a.y != maxy)) return false;
+  }
+  cols = RSRUN{l, r};
+  return true;
+}
+
+// The rows of a monotone outline, top..top + rows - 1, into out[0..rows):
+// each row's least and greatest item.
+void MonotoneRows(const Poly& pl, long long top, long long rows, RSRUN* out) {
+  for (long long k = 0; k < rows; ++k) out[k] = RSRUN{INT_MAX, INT_MIN};
+  for (int i = 0; i < pl.n; ++i) {
+    const POINT& a = pl.p[i];
+    RSRUN& v = out[a.y - top];
+    v.x1 = std::min(v.x1, (int)a.x);
+    v.x2 = std::max(v.x2, (int)a.x);
+    const POINT& b = pl.p[(i + 1) % pl.n];
+    if (a.y == b.y) continue;
+    const long long dir = b.y > a.y ? 1 : -1;
+    const double slope = Slope(a, b);
+    for (long long y = (long long)a.y + dir; y != b.y; y += dir) {
+      const int x = EdgeX(a, slope, y);
+      RSRUN& u = out[y - top];
+      u.x1 = std::min(u.x1, x);
+      u.x2 = std::max(u.x2, x);
+    }
+  }
 }
 
 // Calls fn(y, item) for every horizontal stretch of the outline.
@@ -71,18 +169,18 @@ void ForEachStretch(const Poly& poly, Fn fn) {
   }
   int k = 0;
   while (k < n) {
-    int first = (s + k) % n;
-    int y = p[first].y;
+    const int first = (s + k) % n;
+    const int y = p[first].y;
     int l = p[first].x, r = p[first].x;
     int len = 1;
     while (k + len < n && p[(s + k + len) % n].y == y) {
-      int x = p[(s + k + len) % n].x;
+      const int x = p[(s + k + len) % n].x;
       l = std::min(l, x);
       r = std::max(r, x);
       ++len;
     }
-    int prevY = p[(first + n - 1) % n].y;
-    int nextY = p[(s + k + len) % n].y;
+    const int prevY = p[(first + n - 1) % n].y;
+    const int nextY = p[(s + k + len) % n].y;
     int dir = 0;
     if (prevY < y && nextY > y) dir = 1;
     else if (prevY > y && nextY < y) dir = -1;
@@ -91,14 +189,8 @@ void ForEachStretch(const Poly& poly, Fn fn) {
   }
 }
 
-inline int TruncToInt(double v) {
-  if (!(v > -2147483649.0)) return INT32_MIN;
-  if (!(v < 2147483648.0)) return INT32_MAX;
-  return (int)v;  // truncation toward zero
-}
-
 int CompareItems(const void* a, const void* b) {
-  int la = static_cast<const Item*>(a)->l, lb = static_cast<const Item*>(b)->l;
+  const int la = static_cast<const Item*>(a)->l, lb = static_cast<const Item*>(b)->l;
   return (la > lb) - (la < lb);
 }
 
@@ -110,56 +202,43 @@ void SortRow(Item* it, long long n) {
   }
   // Adjacent swaps, each item sinking to its place.
   for (long long i = 1; i < n; ++i) {
-    Item v = it[i];
+    const Item v = it[i];
     long long j = i;
-    while (j > 0 && it[j - 1].l > v.l) {
-      it[j] = it[j - 1];
-      --j;
-    }
+    for (; j > 0 && it[j - 1].l > v.l; --j) it[j] = it[j - 1];
     it[j] = v;
   }
 }
 
-// Scan-converts a set of outlines filled together into bands of out.
-// Returns false on a limit or allocation failure (out may hold pieces).
-bool ScanPolys(const Poly* polys, int nPolys, int mode, CRasterArray* out) {
-  long long miny = 0, maxy = 0;
-  bool any = false;
-  long long total = 0;
+// Scan-converts a set of outlines filled together by their items; the
+// bands are appended to out. May throw.
+void ScanItems(const Poly* polys, int nPolys, int mode, PieceList& out) {
+  long long miny = 0, maxy = 0, total = 0;
   for (int k = 0; k < nPolys; ++k) {
     const Poly& pl = polys[k];
+    long long lo, hi;
+    YRange(pl, lo, hi);
+    miny = k == 0 ? lo : std::min(miny, lo);
+    maxy = k == 0 ? hi : std::max(maxy, hi);
+    total = CheckedCount(total + pl.n);  // at most one stretch per vertex
     for (int i = 0; i < pl.n; ++i) {
-      long long y = pl.p[i].y;
-      if (!any || y < miny) miny = y;
-      if (!any || y > maxy) maxy = y;
-      any = true;
-    }
-    total += pl.n;  // at most one stretch per vertex
-    for (int i = 0; i < pl.n; ++i) {
-      long long dy = std::llabs((long long)pl.p[(i + 1) % pl.n].y - pl.p[i].y);
-      if (dy > 1) total += dy - 1;
-      if (total > kMaxItems) return !Fail("CRstLines::CreateRaster: the polygon is too large");
+      const long long dy = std::llabs((long long)pl.p[(i + 1) % pl.n].y - pl.p[i].y);
+      if (dy > 1) total = CheckedCount(total + dy - 1);
     }
   }
-  if (!any) return true;
   const long long rows = maxy - miny + 1;
-  if (rows > kMaxRows || total > kMaxItems)
-    return !Fail("CRstLines::CreateRaster: the polygon is too large");
+  if (rows > kMaxRows) throw TooLarge();
 
-  Scratch block;
-  size_t bytes = (size_t)(rows + 2) * sizeof(uint32_t) + (size_t)total * sizeof(Item);
-  void* mem = block.Get(bytes);
-  if (!mem) return !Fail("CRstLines::CreateRaster: out of memory");
-  Item* items = static_cast<Item*>(mem);
-  uint32_t* S = reinterpret_cast<uint32_t*>(items + total);
+  Scratch itemBuf, rowBuf;
+  Item* items = itemBuf.Get<Item>(total);
+  uint32_t* S = rowBuf.Get<uint32_t>(rows + 2);
   std::memset(S, 0, (size_t)(rows + 2) * sizeof(uint32_t));
 
   // Count: interpolated points through a difference array, then stretches.
   for (int k = 0; k < nPolys; ++k) {
     const Poly& pl = polys[k];
     for (int i = 0; i < pl.n; ++i) {
-      long long y0 = pl.p[i].y, y1 = pl.p[(i + 1) % pl.n].y;
-      long long lo = std::min(y0, y1) + 1, hi = std::max(y0, y1);
+      const long long y0 = pl.p[i].y, y1 = pl.p[(i + 1) % pl.n].y;
+      const long long lo = std::min(y0, y1) + 1, hi = std::max(y0, y1);
       if (hi - lo < 1) continue;
       S[lo - miny] += 1;
       S[hi - miny] -= 1;
@@ -171,12 +250,11 @@ bool ScanPolys(const Poly* polys, int nPolys, int mode, CRasterArray* out) {
     S[r] = run;
   }
   S[rows] = 0;
-  for (int k = 0; k < nPolys; ++k)
-    ForEachStretch(polys[k], [&](long long y, const Item&) { S[y - miny] += 1; });
+  for (int k = 0; k < nPolys; ++k) ForEachStretch(polys[k], [&](long long y, const Item&) { S[y - miny] += 1; });
   // Exclusive prefix: S[r] becomes the first slot of row r.
   uint32_t acc = 0;
   for (long long r = 0; r <= rows; ++r) {
-    uint32_t c = S[r];
+    const uint32_t c = S[r];
     S[r] = acc;
     acc += c;
   }
@@ -188,60 +266,139 @@ bool ScanPolys(const Poly* polys, int nPolys, int mode, CRasterArray* out) {
       const POINT& a = pl.p[i];
       const POINT& b = pl.p[(i + 1) % pl.n];
       if (a.y == b.y) continue;
-      const long long y0 = a.y, y1 = b.y;
-      const int dir = y1 > y0 ? 1 : -1;
-      const double slope = (double)((long long)a.x - b.x) / (double)(y0 - y1);
-      const double x0 = a.x;
-      for (long long y = y0 + dir; y != y1; y += dir) {
-        int x = TruncToInt(x0 + (double)(y - y0) * slope);
+      const int dir = b.y > a.y ? 1 : -1;
+      const double slope = Slope(a, b);
+      for (long long y = (long long)a.y + dir; y != b.y; y += dir) {
+        const int x = EdgeX(a, slope, y);
         items[S[y - miny]++] = Item{x, x, dir};
       }
     }
     ForEachStretch(pl, [&](long long y, const Item& it) { items[S[y - miny]++] = it; });
   }
 
-  BandBuilder bb;
-  if (!bb.Init(out, std::max<long long>(total, 1), rows)) return !Fail("CRstLines::CreateRaster: out of memory");
+  RowWriter w;
+  w.Init(total, rows);
   const bool winding = mode == WINDING_FILL;
   for (long long r = 0; r < rows; ++r) {
-    uint32_t b = r == 0 ? 0 : S[r - 1];
-    uint32_t e = S[r];
+    const uint32_t b = r == 0 ? 0 : S[r - 1];
     Item* it = items + b;
-    long long n = (long long)e - b;
-    bb.BeginRow(miny + r);
-    if (n > 0) {
-      SortRow(it, n);
-      int count = 0;
-      bool have = false;
-      long long cl = 0, cr = 0;
-      for (long long i = 0; i < n; ++i) {
-        const Item& t = it[i];
-        if (count == 0) {
-          if (have && t.l <= cr + 1) {
-            if (t.r > cr) cr = t.r;
-          } else {
-            if (have) bb.Emit(cl, cr);
-            cl = t.l;
-            cr = t.r;
-            have = true;
-          }
-        } else if (t.r > cr) {
-          cr = t.r;
-        }
-        if (t.dir) count = winding ? count + t.dir : (count ^ 1);
+    const long long n = (long long)S[r] - b;
+    RSRUN* o = w.Out();
+    RSRUN* const row0 = o;
+    SortRow(it, n);
+    int count = 0;
+    for (long long i = 0; i < n; ++i) {
+      const Item& t = it[i];
+      if (count == 0 && !(o > row0 && (long long)t.l <= (long long)o[-1].x2 + 1)) {
+        *o++ = RSRUN{t.l, t.r};
+      } else if (t.r > o[-1].x2) {
+        o[-1].x2 = t.r;
       }
-      if (have) bb.Emit(cl, cr);
+      if (t.dir) count = winding ? count + t.dir : (count ^ 1);
     }
-    bb.EndRow();
+    w.EndRow(miny + r, o);
   }
-  bb.Finish();
-  return true;
+  w.Flush(out);
+}
+
+// One polygon into one piece (null when it has no rows, which cannot
+// happen for n >= 1). May throw.
+OwnedPiece ScanOne(const Poly& pl, int mode) {
+  long long miny, maxy;
+  YRange(pl, miny, maxy);
+  const long long rows = maxy - miny + 1;
+  if (rows > kMaxRows) throw TooLarge();
+  if (pl.n == 1 || Monotone(pl)) {
+    OwnedPiece p = NewPiece(rows, rows);
+    RSRUN* r = p->arRun.GetData();
+    MonotoneRows(pl, miny, rows, r);
+    std::fill(p->arCount.begin(), p->arCount.end(), 1);
+    int left = INT_MAX, right = INT_MIN;
+    for (long long k = 0; k < rows; ++k) {
+      left = std::min(left, r[k].x1);
+      right = std::max(right, r[k].x2);
+    }
+    p->rcBox = RECT{left, (LONG)miny, right, (LONG)maxy};
+    return p;
+  }
+  PieceList parts;
+  ScanItems(&pl, 1, mode, parts);
+  if (parts.Size() != 1) return OwnedPiece();
+  OwnedPiece p(parts.Get()[0]);
+  parts.Disown();
+  return p;
+}
+
+// The polygons one by one, united in one sweep; bands appended to out.
+void ScanSet(const std::vector<Poly>& polys, int mode, PieceList& out) {
+  enum Kind { kRect, kMono, kItems };
+  struct Shape {
+    Kind kind;
+    long long top, bottom;
+    RSRUN cols;  // a rectangle's columns
+  };
+  std::vector<Shape> shapes;
+  ReserveFor(shapes, (long long)polys.size());
+  long long monoTotal = 0, maxMono = 0, top = 0, bottom = -1;
+  for (const Poly& pl : polys) {
+    Shape sh{kItems, 0, 0, RSRUN{0, 0}};
+    YRange(pl, sh.top, sh.bottom);
+    const long long rows = sh.bottom - sh.top + 1;
+    if (rows > kMaxRows) throw TooLarge();
+    if (pl.n == 1 || Monotone(pl)) {
+      sh.kind = Rectangle(pl, sh.cols, sh.top, sh.bottom) ? kRect : kMono;
+      if (sh.kind == kMono) {
+        monoTotal = CheckedCount(monoTotal + rows);
+        maxMono = std::max(maxMono, rows);
+      }
+    }
+    top = shapes.empty() ? sh.top : std::min(top, sh.top);
+    bottom = shapes.empty() ? sh.bottom : std::max(bottom, sh.bottom);
+    shapes.push_back(sh);
+  }
+  // Monotone rows share one block, their counts one block of ones; other
+  // outlines are converted into pieces of their own.
+  Scratch monoBuf, onesBuf;
+  RSRUN* mono = monoBuf.Get<RSRUN>(monoTotal);
+  int* ones = onesBuf.Get<int>(maxMono);
+  std::fill(ones, ones + maxMono, 1);
+  PieceList parts;
+  std::vector<RowSource> src;
+  ReserveFor(src, (long long)polys.size());
+  long long total = 0;
+  for (size_t i = 0; i < polys.size(); ++i) {
+    const Shape& sh = shapes[i];
+    const long long rows = sh.bottom - sh.top + 1;
+    RowSource s{Slab{ones, mono, sh.top, sh.bottom, 0, 0, nullptr}, false, sh.cols};
+    if (sh.kind == kItems) {
+      const int first = parts.Size();
+      ScanItems(&polys[i], 1, mode, parts);
+      for (int k = first; k < parts.Size(); ++k) {
+        const RSRLINE* p = parts.Get()[k];
+        total = CheckedCount(total + p->arRun.GetSize());
+        src.push_back(RowSource{SlabOf(p), false, RSRUN{0, 0}});
+      }
+      continue;
+    }
+    if (sh.kind == kRect) {
+      s.constant = true;
+    } else {
+      MonotoneRows(polys[i], sh.top, rows, mono);
+      mono += rows;
+    }
+    total = CheckedCount(total + rows);
+    src.push_back(s);
+  }
+  RowWriter w;
+  w.Init(total, bottom - top + 1);
+  MergeSources(src, w);
+  w.Flush(out);
 }
 
 bool CheckedPolys(const POINT* pts, const int* counts, int nPolys, std::vector<Poly>& polys) {
   if (!pts || !counts || nPolys < 1) return false;
   long long off = 0;
-  polys.reserve((size_t)nPolys);
+  ReserveFor(polys, nPolys);
   for (int k = 0; k < nPolys; ++k) {
     if (counts[k] < 1) return false;
     polys.push_back(Poly{pts + off, TrimmedCount(pts + off, counts[k])});
@@ -250,132 +407,88 @@ bool CheckedPolys(const POINT* pts, const int* counts, int nPolys, std::vector<P
   return true;
 }
 
+bool FillMode(int mode) { return mode == ALTERNATE_FILL || mode == WINDING_FILL; }
+
 }  // namespace
 
 RSRLINE* CRstLines::CreateRaster(const POINT* pts, int n, int mode) {
-  if ((mode != ALTERNATE_FILL && mode != WINDING_FILL) || !pts || n < 1) return nullptr;
-  Poly poly{pts, TrimmedCount(pts, n)};
-  CRasterArray tmp;
-  RSRLINE* result = nullptr;
-  try {
-    if (ScanPolys(&poly, 1, mode, &tmp) && tmp.GetSize() == 1) {
-      result = tmp[0];
-      tmp.vec().clear();
-    }
-  } catch (const std::bad_alloc&) {
-    Fail("CRstLines::CreateRaster: out of memory");
-  }
-  Release(&tmp);
-  RGN_CHECK_PIECE(result);
-  return result;
+  if (!FillMode(mode) || !pts || n < 1) return nullptr;
+  OwnedPiece result;
+  Guarded(kCreateRasterOp, [&] {
+    result = ScanOne(Poly{pts, TrimmedCount(pts, n)}, mode);
+    return true;
+  });
+  RGN_VALIDATE(!result || Invariant(result.get(), true));
+  return result.release();
 }
 
 CRasterArray* CRstLines::CreateRasterArray(const POINT* pts, int n, int mode) {
-  if (mode != ALTERNATE_FILL && mode != WINDING_FILL) return nullptr;
-  RSRLINE* p = CreateRaster(pts, n, mode);
+  if (!FillMode(mode)) return nullptr;
+  OwnedPiece p(CreateRaster(pts, n, mode));
   if (!p) return nullptr;
-  CRasterArray* arr = nullptr;
-  try {
-    arr = new CRasterArray;
-    arr->Add(p);
-  } catch (const std::bad_alloc&) {
-    delete p;
-    delete arr;
-    Fail("CRstLines::CreateRasterArray: out of memory");
-    return nullptr;
-  }
-  return arr;
+  OwnedArray arr;
+  Guarded(kCreateArrayOp, [&] {
+    OwnedArray a = NewArray();
+    a->Add(p.get());
+    p.release();
+    arr = std::move(a);
+    return true;
+  });
+  return arr.release();
 }
 
 CRasterArray* CRstLines::CreateRasterArray(const POINT* pts, const int* counts, int nPolys, int mode,
                                            int nJoin) {
-  if (mode != ALTERNATE_FILL && mode != WINDING_FILL) return nullptr;
-  CRasterArray* arr = nullptr;
-  CRasterArray parts;
-  try {
+  if (!FillMode(mode)) return nullptr;
+  OwnedArray arr;
+  Guarded(kCreateArrayOp, [&] {
     std::vector<Poly> polys;
-    if (!CheckedPolys(pts, counts, nPolys, polys)) return nullptr;
-    arr = new CRasterArray;
-    bool ok;
-    if (nJoin || nPolys == 1) {
-      ok = ScanPolys(polys.data(), nPolys, mode, arr);
-    } else {
-      // Each polygon on its own, then the union of their pixels.
-      ok = true;
-      for (const Poly& pl : polys)
-        if (!(ok = ScanPolys(&pl, 1, mode, &parts))) break;
-      if (ok) {
-        RowSource src;
-        if (src.Init(&parts)) {
-          BandBuilder bb;
-          if (!bb.Init(arr, src.TotalRuns(), src.Bottom() - src.Top() + 1)) {
-            ok = !Fail("CRstLines::CreateRasterArray: out of memory");
-          } else {
-            for (long long y = src.Top(); y <= src.Bottom(); ++y) {
-              const RSRUN* r;
-              int c;
-              src.Row(y, r, c);
-              bb.BeginRow(y);
-              for (int i = 0; i < c; ++i) bb.Emit(r[i].x1, r[i].x2);
-              bb.EndRow();
-            }
-            bb.Finish();
-          }
-        }
-      }
-    }
-    Release(&parts);
-    if (!ok) Delete(arr);
-  } catch (const std::bad_alloc&) {
-    Release(&parts);
-    Delete(arr);
-    Fail("CRstLines::CreateRasterArray: out of memory");
-    return nullptr;
-  }
-  RGN_CHECK_ARRAY(arr);
-  return arr;
+    if (!CheckedPolys(pts, counts, nPolys, polys)) return false;
+    PieceList pieces;
+    if (nJoin || nPolys == 1)
+      ScanItems(polys.data(), nPolys, mode, pieces);
+    else
+      ScanSet(polys, mode, pieces);
+    OwnedArray a = NewArray();
+    pieces.MoveTo(a.get());
+    arr = std::move(a);
+    return true;
+  });
+  RGN_VALIDATE(!arr || Invariant(arr.get(), true));
+  return arr.release();
 }
 
 // The loops of all ANLOOP records filled together: outer loops and the
 // loops of holes traced from a region give that region back.
 CRasterArray* CRstLines::CreateRasterArray(const ANLOOPGRP* group, int mode) {
-  if (mode != ALTERNATE_FILL && mode != WINDING_FILL) return nullptr;
+  if (!FillMode(mode)) return nullptr;
   if (!group || group->nCount < 1 || !group->hLoops) return nullptr;
   const ANLOOP* loops = static_cast<const ANLOOP*>(AGlobalLock(group->hLoops));
   if (!loops) return nullptr;
   CRasterArray* arr = nullptr;
-  try {
-    size_t bytes = 0;
-    if (tqbase::CheckedBytes(group->nCount, sizeof(ANLOOP), &bytes) && GlobalSize(group->hLoops) >= bytes) {
-      std::vector<POINT> pts;
-      std::vector<int> sizes;
-      bool ok = true;
-      for (int i = 0; i < group->nCount && ok; ++i) {
-        const ANLOOP& L = loops[i];
-        if (L.nLoops < 1 || L.nPoints < 1) continue;
-        if (!L.pnLoopSizes || !L.pPoints) {
-          ok = false;
-          break;
-        }
-        long long sum = 0;
-        for (int k = 0; k < L.nLoops; ++k) {
-          if (L.pnLoopSizes[k] < 1) ok = false;
-          sum += L.pnLoopSizes[k];
-        }
-        if (!ok || sum != L.nPoints) {
-          ok = false;
-          break;
-        }
-        pts.insert(pts.end(), L.pPoints, L.pPoints + L.nPoints);
-        sizes.insert(sizes.end(), L.pnLoopSizes, L.pnLoopSizes + L.nLoops);
+  Guarded(kCreateArrayOp, [&] {
+    if ((unsigned long long)group->nCount * sizeof(ANLOOP) > GlobalSize(group->hLoops)) return false;
+    std::vector<POINT> pts;
+    std::vector<int> sizes;
+    for (int i = 0; i < group->nCount; ++i) {
+      const ANLOOP& L = loops[i];
+      if (L.nLoops < 1 || L.nPoints < 1) continue;
+      if (!L.pnLoopSizes || !L.pPoints) return false;
+      long long sum = 0;
+      for (int k = 0; k < L.nLoops; ++k) {
+        if (L.pnLoopSizes[k] < 1) return false;
+        sum += L.pnLoopSizes[k];
       }
-      if (ok && !sizes.empty() && sizes.size() <= (size_t)INT32_MAX)
-        arr = CreateRasterArray(pts.data(), sizes.data(), (int)sizes.size(), ALTERNATE_FILL, 1);
+      if (sum != L.nPoints) return false;
+      ReserveFor(pts, (long long)pts.size() + L.nPoints);
+      ReserveFor(sizes, (long long)sizes.size() + L.nLoops);
+      pts.insert(pts.end(), L.pPoints, L.pPoints + L.nPoints);
+      sizes.insert(sizes.end(), L.pnLoopSizes, L.pnLoopSizes + L.nLoops);
     }
-  } catch (const std::bad_alloc&) {
-    Delete(arr);
-    Fail("CRstLines::CreateRasterArray: out of memory");
-  }
+    if (sizes.empty()) return false;
+    arr = CreateRasterArray(pts.data(), sizes.data(), (int)sizes.size(), ALTERNATE_FILL, 1);
+    return arr != nullptr;
+  });
   AGlobalUnlock(group->hLoops);
   return arr;
 }

@@ -6,7 +6,7 @@
 // errorinfo.h for the one failure that has a text (scratch allocation).
 #include "tqbase/transform.h"
 
-#include "tqbase/checked.h"
+#include "checked.h"
 #include "tqbase/errorinfo.h"
 
 #include <cmath>

@@ -2,26 +2,42 @@
 // RSRLINE pieces, scan conversion of polygons, the boolean algebra of
 // regions (AND, OR, DIFF, XOR), repeat-cycle folding, mirroring and masks.
 //
-// A region piece is an RSRLINE (tqbasexp.h states its invariant); a raster
-// array (CRasterArray, CArray<RSRLINE*, RSRLINE*>) is a set of pieces whose
-// pixel set is the union of theirs. Pieces and arrays handed out by the
-// static creators are heap objects the caller owns and frees with Delete or
-// Release. CRstLines owns one raster array and keeps the united box.
+// A raster array (CRasterArray, CArray<RSRLINE*, RSRLINE*>) is a set of
+// pieces whose pixel set is the union of theirs, kept in order from top to
+// bottom. Pieces and arrays handed out by the static creators are heap
+// objects the caller owns and frees with Delete or Release. CRstLines owns
+// one raster array and keeps the united box.
 //
-// Well-formed pieces. IsValid checks the structural rules (counts, rows,
-// box); IsWellFormed adds what every result of this engine also holds:
-// within a row the runs ascend, and two runs of a row never overlap or
-// touch (x2 + 1 < next x1). All operations accept valid pieces that are not
-// well-formed (their rows are sorted and merged on the fly) and always
-// return well-formed ones. Operations that change a region re-check
-// IsWellFormed on entry and exit when validation is on (always in debug
-// builds; SetValidate turns it on in release builds), raising an assertion
-// on a breach.
+// The piece invariant. A piece with R runs and N rows is valid (IsValid)
+// when:
+//  - N <= R, and N == 0 only with R == 0 and a degenerate box
+//    (right == left, bottom == top);
+//  - otherwise rcBox.bottom - rcBox.top + 1 == N: row k lies at
+//    y = rcBox.top + k;
+//  - no count is negative and the counts add up to R; row k's runs start
+//    at the sum of the counts of rows 0..k-1;
+//  - every run has x1 <= x2;
+//  - rcBox.left is the least x1 and the greatest x2 is at most rcBox.right
+//    (the box may be wider than the runs on the right, never on the left).
+// A valid piece is well-formed (IsWellFormed) when moreover within every
+// row the runs ascend and no two overlap or touch (x2 + 1 < next x1).
+//
+// What operations accept and give. Every operation accepts valid pieces,
+// well-formed or not (unsorted rows are sorted and merged on the fly), and
+// refuses invalid ones (FALSE, null or RST_FAILED, with a text in g_Error).
+// Every piece an operation makes is well-formed. A raster array is valid
+// when all its pieces are; a CRstLines object keeps m_rcBox equal to
+// GetBox of its array (the empty RECT when it has none). Every operation
+// that changes a region checks these invariants on entry and exit when
+// validation is on (always in debug builds; SetValidate turns it on in
+// release builds), raising an assertion on a breach.
 //
 // Conventions: boxes inside pieces are inclusive, RECT arguments are
-// half-open unless stated. Nothing throws; allocation failures give a
-// null/FALSE/RST_FAILED result, free everything made, and leave a text in
-// g_Error.
+// half-open unless stated. Nothing throws. A failure gives a
+// null/FALSE/RST_FAILED result, frees everything made, leaves the caller's
+// objects as they were, and leaves a text in g_Error: "... is too large"
+// for a size beyond the engine's limits (2^26 rows, 2^27 runs), "out of
+// memory" when an allocation fails.
 #ifndef TQBASE_CRSTLINES_H
 #define TQBASE_CRSTLINES_H
 
@@ -73,11 +89,18 @@ public:
   BOOL Offset(int dx, int dy);
   // Unites (bAdd != 0) or subtracts (bAdd == 0, cycle-aware) a region.
   // Returns RST_NOTEMPTY, RST_EMPTY or RST_FAILED; the piece form gives
-  // RST_FAILED for a null piece or one without runs.
+  // RST_FAILED for a null piece or one without runs. The union and the
+  // difference without a switched-on cycle change the region in place:
+  // the pieces that meet the operand (share a pixel with it, or for the
+  // union also touch it side by side) are replaced by new ones, the others
+  // are kept, so a region built one shape at a time costs what each shape
+  // touches.
   int Add(const RSRLINE* piece, int bAdd, const ACycle* cycle = nullptr);
   int Add(const CRasterArray* arr, int bAdd, const ACycle* cycle = nullptr);
   // This region becomes a `mode` b (RST_AND..RST_XOR); this object may be
-  // one of the operands. Returns RST_NOTEMPTY, RST_EMPTY or RST_FAILED.
+  // one of the operands (as the first operand of OR or DIFF, or either
+  // operand of OR, it is changed in place as by Add). Returns
+  // RST_NOTEMPTY, RST_EMPTY or RST_FAILED.
   int Combine(const CRstLines* a, const CRstLines* b, int mode, const ACycle* cycle = nullptr);
   BOOL PtInRstLines(const POINT& pt, const ACycle* cycle = nullptr) const;
   // Moves the region so that its box's top-left corner lies in the base
@@ -144,24 +167,29 @@ public:
   // rectangle is updated).
   static BOOL RectInRasterArray(const CRasterArray* arr, RECT* rc, const ACycle* cycle = nullptr);
   // Barycentre: (sum x, sum y) / area with each row counted one row below
-  // its place (the first row as top + 1): a kept bias of the system.
+  // its place (the first row as top + 1): a deliberate bias, so the y is
+  // half a row to one row below the geometric centre.
   static BOOL GetBaryCenter(CRasterArray* arr, POINTD& pt);
 
   // ---- boolean algebra ------------------------------------------------------
 
-  // Two pieces into out (released first). The result holds one piece per
-  // band of consecutive non-empty rows (a piece spanning empty rows could
-  // hold more rows than runs, which no valid piece may); OR gives copies of
-  // a and b instead when a starts two or more rows below b's last row.
+  // Two pieces into out (released, then filled; untouched on failure). The
+  // result holds one piece per band of consecutive non-empty rows (a piece
+  // spanning empty rows could hold more rows than runs, which no valid
+  // piece may); OR gives copies of a and b instead when a starts two or
+  // more rows below b's last row.
   static BOOL ANDPolylines(const RSRLINE* a, const RSRLINE* b, CRasterArray* out);
   static BOOL ORPolylines(const RSRLINE* a, const RSRLINE* b, CRasterArray* out);
   static BOOL DIFFPolylines(const RSRLINE* a, const RSRLINE* b, CRasterArray* out);
   static BOOL XORPolylines(const RSRLINE* a, const RSRLINE* b, CRasterArray* out);
   // Two arrays into out (its old pieces are released on success; kept on
-  // failure). Refuses out == a or out == b. The result holds one piece per
-  // band of consecutive non-empty rows, top to bottom. With a cycle switched
-  // on and a mode other than OR, the result is the repeat of a combined with
-  // the repeat of b, restricted to the base cell (0, 0, width, height).
+  // failure). Refuses out == a or out == b. AND, DIFF and XOR give one
+  // piece per band of consecutive non-empty rows, top to bottom; OR gives
+  // copies of the pieces of one operand that do not meet the other and
+  // the union of the rest, pieces in order of their top rows. With a cycle
+  // switched on and a mode other than OR, the result is the repeat of a
+  // combined with the repeat of b, restricted to the base cell (0, 0,
+  // width, height).
   static BOOL Create(CRasterArray* out, const CRasterArray* a, const CRasterArray* b, int mode,
                      const ACycle* cycle = nullptr);
   // Allocates *result and fills it with Create. RST_NOTEMPTY (array made),
@@ -173,10 +201,12 @@ public:
   static int CombineCycleRst(CRstLines* dst, const CRstLines* src, const ACycle* cycle);
   // Intersection tests. Boxes are intersected half-open and runs compared
   // with strict inequalities: pieces that share only an edge pixel, column
-  // or row do not intersect (a kept rule of the system).
+  // or row do not intersect (a deliberate rule; the combinations give the
+  // exact overlap).
   static BOOL IsIntersect(const RSRLINE* a, const RSRLINE* b);
   static BOOL IsIntersect(const CRasterArray* a, const CRasterArray* b);
-  // Not implemented by the system: always asserts and returns TRUE.
+  // Containment is not decided by this engine: InSide always asserts and
+  // returns TRUE, and callers must not rely on it.
   static BOOL InSide(const CRasterArray* a, const CRasterArray* b);
   // Orientation of a closed outline in screen coordinates (y down):
   // 1 clockwise as seen on screen (positive shoelace area sum
@@ -201,6 +231,9 @@ public:
   static BOOL SetRasterMaskInBuf(unsigned char* buf, const RECT& rc, RSRLINE* piece, int value);
 
 protected:
+  // Installs arr (owned, may be null) as the region: frees the present
+  // array when owning and different, sets the box. Cannot fail.
+  void Adopt(CRasterArray* arr);
   // Sizes the piece's arrays to nRuns and nRows and sets its box from the
   // (sorted) rows: least first x1, greatest last x2, rows from top.
   static void SetRasterBox(RSRLINE* piece, int nRuns, int nRows, int top);

@@ -3,7 +3,6 @@
 #define TQBASE_TQBASE_H
 
 #include "tqbase/tqbasexp.h"
-#include "tqbase/checked.h"
 #include "tqbase/anxfuns.h"
 #include "tqbase/errorinfo.h"
 #include "tqbase/memorymanage.h"

@@ -42,16 +42,9 @@ struct RSRUN {
   int x2;
 };
 
-// One scanline region piece.
-//
-// Invariant (checked by CRstLines::IsValid): with R runs and N rows,
-//  - N <= R, and N == 0 only with R == 0 and a degenerate box
-//    (right == left, bottom == top);
-//  - rcBox.bottom - rcBox.top + 1 == N: row k lies at y = rcBox.top + k;
-//  - arCount sums to R; row k's runs start at the sum of counts 0..k-1;
-//  - every run has x1 <= x2; within a row runs ascend and do not touch;
-//  - rcBox.left is the least x1; the greatest x2 is at most rcBox.right
-//    (the box may be wider than the runs on the right, never on the left).
+// One scanline region piece: runs row after row from the top row down, the
+// number of runs of each row, and the inclusive box. Its invariant and the
+// operations on it are CRstLines' (crstlines.h).
 struct RSRLINE {
   CArray<RSRUN, const RSRUN&> arRun;   // all runs, row after row, top row first
   CArray<int, int> arCount;            // runs per row, top row first
