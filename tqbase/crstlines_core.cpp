@@ -119,61 +119,100 @@ bool g_validate = true;
 
 namespace {
 
-// The run pass: inverted runs (x1 > x2) and order breaks between runs i-1
-// and i for i in [from, R). A break is r[i].x1 <= r[i-1].x2 + 1, written
-// as two 32-bit tests because x2 + 1 wraps only for x2 == INT_MAX, where
+// The run pass over r[0..R): whether some run is inverted (x1 > x2), the
+// number of order breaks between runs i - 1 and i, the least x1 and the
+// greatest x2. A break is r[i].x1 <= r[i - 1].x2 + 1, written as two
+// 32-bit tests because x2 + 1 wraps only for x2 == INT_MAX, where
 // x1 <= x2 already holds.
-unsigned RunPassScalar(const RSRUN* r, long long from, long long R, int* inverted) {
-  unsigned breaks = 0;
-  int inv = 0;
+struct RunFacts {
+  long long breaks = 0;
+  bool inverted = false;
+  int least = INT_MAX, greatest = INT_MIN;
+};
+
+void RunPassScalar(const RSRUN* r, long long from, long long R, RunFacts& f) {
+  long long breaks = 0;
+  int inv = 0, least = f.least, greatest = f.greatest;
   for (long long i = from; i < R; ++i) {
-    const int x1 = r[i].x1, prev = r[i - 1].x2;
-    inv |= x1 > r[i].x2;
-    breaks += (unsigned)((x1 <= prev) | (x1 == (int)((unsigned)prev + 1u)));
+    const int x1 = r[i].x1, x2 = r[i].x2, prev = r[i - 1].x2;
+    inv |= x1 > x2;
+    breaks += (x1 <= prev) | (x1 == (int)((unsigned)prev + 1u));
+    least = std::min(least, x1);
+    greatest = std::max(greatest, x2);
   }
-  *inverted |= inv;
-  return breaks;
+  f.breaks += breaks;
+  f.inverted |= inv != 0;
+  f.least = least;
+  f.greatest = greatest;
 }
 
 #ifdef TQ_RGN_SSE2
-// The run array read as ints, twice: A from run i on, B one int earlier.
-// Even lanes compare x1 of run i with x2 of run i - 1 (the break test),
-// odd lanes x2 of run i with its own x1 (the inversion test).
-unsigned RunPassSse2(const RSRUN* r, long long R, int* inverted) {
+// The fast form of the run pass. With t the run array read as ints and 1
+// added to every x2, a row is sorted and merged, and its runs are not
+// inverted, exactly when t rises strictly along the row: x1 < x2 + 1 and
+// x2 + 1 < next x1. The pass compares t with itself one int back (A and
+// B below) and counts, per lane, the places where it rises: even lanes
+// are order tests between runs, odd lanes inversion tests. An x2 of
+// INT_MAX wraps, so any inversion seen here sends the piece to the exact
+// pass, which also decides the wrapped cases.
+__attribute__((target("avx2"))) bool RunPassAvx2(const RSRUN* r, long long R, RunFacts& f) {
   const int* s = reinterpret_cast<const int*>(r);
-  const __m128i one = _mm_set1_epi32(1);
-  const __m128i odd = _mm_set_epi32(-1, 0, -1, 0);
-  __m128i inv = _mm_setzero_si128();
-  unsigned breaks = 0;
-  long long i = 1;
-  for (; i + 2 <= R; i += 2) {
-    const __m128i A = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 2 * i));
-    const __m128i B = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 2 * i - 1));
-    const __m128i ok = _mm_andnot_si128(_mm_cmpeq_epi32(A, _mm_add_epi32(B, one)), _mm_cmpgt_epi32(A, B));
-    breaks += (unsigned)__builtin_popcount(~_mm_movemask_ps(_mm_castsi128_ps(ok)) & 0x5);
-    inv = _mm_or_si128(inv, _mm_and_si128(_mm_cmpgt_epi32(B, A), odd));
-  }
-  *inverted = _mm_movemask_epi8(inv) != 0;
-  return breaks + RunPassScalar(r, i, R, inverted);
-}
-
-__attribute__((target("avx2"))) unsigned RunPassAvx2(const RSRUN* r, long long R, int* inverted) {
-  const int* s = reinterpret_cast<const int*>(r);
-  const __m256i one = _mm256_set1_epi32(1);
-  const __m256i odd = _mm256_set_epi32(-1, 0, -1, 0, -1, 0, -1, 0);
-  __m256i inv = _mm256_setzero_si256();
-  unsigned breaks = 0;
+  const __m256i oddOne = _mm256_set_epi32(1, 0, 1, 0, 1, 0, 1, 0);
+  const __m256i evenOne = _mm256_set_epi32(0, 1, 0, 1, 0, 1, 0, 1);
+  if (r[0].x2 == INT_MAX) return false;  // seen only as an earlier x2 below
+  __m256i rises = _mm256_setzero_si256();
   long long i = 1;
   for (; i + 4 <= R; i += 4) {
-    const __m256i A = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 2 * i));
-    const __m256i B = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 2 * i - 1));
-    const __m256i ok =
-        _mm256_andnot_si256(_mm256_cmpeq_epi32(A, _mm256_add_epi32(B, one)), _mm256_cmpgt_epi32(A, B));
-    breaks += (unsigned)__builtin_popcount(~_mm256_movemask_ps(_mm256_castsi256_ps(ok)) & 0x55);
-    inv = _mm256_or_si256(inv, _mm256_and_si256(_mm256_cmpgt_epi32(B, A), odd));
+    const __m256i A = _mm256_add_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 2 * i)), oddOne);
+    const __m256i B = _mm256_add_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 2 * i - 1)), evenOne);
+    rises = _mm256_sub_epi32(rises, _mm256_cmpgt_epi32(A, B));
   }
-  *inverted = !_mm256_testz_si256(inv, inv);
-  return breaks + RunPassScalar(r, i, R, inverted);
+  alignas(32) int v[8];
+  _mm256_store_si256(reinterpret_cast<__m256i*>(v), rises);
+  long long order = 0, upright = 0;
+  for (int k = 0; k < 8; k += 2) {
+    order += (unsigned)v[k];
+    upright += (unsigned)v[k + 1];
+  }
+  const long long steps = i - 1;
+  if (upright != steps) return false;
+  f.breaks = steps - order;
+  // The tail, and run 0's own inversion test.
+  for (long long k = i; k < R; ++k) {
+    const int x1 = r[k].x1, prev = r[k - 1].x2;
+    if (x1 > r[k].x2) return false;
+    f.breaks += (x1 <= prev) | (x1 == (int)((unsigned)prev + 1u));
+  }
+  return r[0].x1 <= r[0].x2;
+}
+
+// The extent pass: inversions, the least x1 and the greatest x2, for a
+// validity check that leaves order aside.
+__attribute__((target("avx2"))) void ExtentAvx2(const RSRUN* r, long long R, RunFacts& f) {
+  const int* s = reinterpret_cast<const int*>(r);
+  __m256i lo = _mm256_set1_epi32(INT_MAX), hi = _mm256_set1_epi32(INT_MIN), inv = _mm256_setzero_si256();
+  long long i = 0;
+  for (; i + 4 <= R; i += 4) {
+    const __m256i A = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 2 * i));
+    const __m256i S = _mm256_shuffle_epi32(A, _MM_SHUFFLE(2, 3, 0, 1));  // x1 and x2 swapped
+    inv = _mm256_or_si256(inv, _mm256_cmpgt_epi32(A, S));               // even lanes: x1 > x2
+    lo = _mm256_min_epi32(lo, A);
+    hi = _mm256_max_epi32(hi, A);
+  }
+  alignas(32) int l[8], h[8], v[8];
+  _mm256_store_si256(reinterpret_cast<__m256i*>(l), lo);
+  _mm256_store_si256(reinterpret_cast<__m256i*>(h), hi);
+  _mm256_store_si256(reinterpret_cast<__m256i*>(v), inv);
+  for (int k = 0; k < 8; k += 2) {
+    f.least = std::min(f.least, l[k]);
+    f.greatest = std::max(f.greatest, h[k + 1]);
+    f.inverted |= v[k] != 0;
+  }
+  for (; i < R; ++i) {
+    f.inverted |= r[i].x1 > r[i].x2;
+    f.least = std::min(f.least, r[i].x1);
+    f.greatest = std::max(f.greatest, r[i].x2);
+  }
 }
 
 bool HaveAvx2() {
@@ -182,28 +221,50 @@ bool HaveAvx2() {
 }
 #endif
 
-// Speed of this pass is measured by bench_region (BM_Combine_Ours, whose
-// operands are checked on every call).
-unsigned RunPass(const RSRUN* r, long long R, int* inverted) {
-  *inverted = r[0].x1 > r[0].x2;
+// The inversion flag and break count of the run pass; least and greatest
+// are left to the caller unless the exact pass ran (*extremes true).
+// Speed measured by bench_region (BM_Combine_Ours, whose operands are
+// checked on every call).
+RunFacts RunPass(const RSRUN* r, long long R, bool* extremes) {
+  RunFacts f;
 #ifdef TQ_RGN_SSE2
-  int inv = 0;
-  const unsigned b = HaveAvx2() ? RunPassAvx2(r, R, &inv) : RunPassSse2(r, R, &inv);
-  *inverted |= inv;
-  return b;
-#else
-  return RunPassScalar(r, 1, R, inverted);
+  if (HaveAvx2() && RunPassAvx2(r, R, f)) {
+    *extremes = false;
+    return f;
+  }
+  f = RunFacts();
 #endif
+  f.inverted = r[0].x1 > r[0].x2;
+  f.least = r[0].x1;
+  f.greatest = r[0].x2;
+  RunPassScalar(r, 1, R, f);
+  *extremes = true;
+  return f;
 }
 
 }  // namespace
 
+RunFacts Extent(const RSRUN* r, long long R) {
+  RunFacts f;
+#ifdef TQ_RGN_SSE2
+  if (HaveAvx2()) {
+    ExtentAvx2(r, R, f);
+    return f;
+  }
+#endif
+  for (long long i = 0; i < R; ++i) {
+    f.inverted |= r[i].x1 > r[i].x2;
+    f.least = std::min(f.least, r[i].x1);
+    f.greatest = std::max(f.greatest, r[i].x2);
+  }
+  return f;
+}
+
 // Counts must not be negative: the sum rule alone would let a negative
-// count hide a row that reads past the runs. When every order break of the
-// run pass is a row start, the rows are sorted, so the least x1 and the
-// greatest x2 are among the rows' first and last runs, which the row pass
-// visits anyway; only an unsorted piece needs the full min/max pass.
-int CheckPiece(const RSRLINE* p) {
+// count hide a row that reads past the runs. The rows are sorted when
+// every order break of the run pass is a row start; the row pass counts
+// the breaks at row starts.
+int CheckPiece(const RSRLINE* p, bool order) {
   if (!p) return 0;
   const long long R = p->arRun.GetSize();
   const long long N = p->arCount.GetSize();
@@ -220,30 +281,45 @@ int CheckPiece(const RSRLINE* p) {
   }
   if (neg < 0 || sum != R) return 0;
   const RSRUN* r = p->arRun.GetData();
-  int inverted = 0;
-  const unsigned breaks = RunPass(r, R, &inverted);
-  if (inverted) return 0;
-  unsigned rowBreaks = 0;
-  int least = r[0].x1, greatest = r[0].x2;
-  long long off = 0;
-  for (long long k = 0; k < N; ++k) {
+  if (!order) {
+    const RunFacts e = Extent(r, R);
+    return !e.inverted && e.least == b.left && e.greatest <= b.right ? kPieceValid : 0;
+  }
+  bool extremes = false;
+  RunFacts f = RunPass(r, R, &extremes);
+  if (f.inverted) return 0;
+  // Row starts: their breaks, and the rows' first x1 and last x2, which
+  // are the least and the greatest when the rows are sorted. At a row
+  // start off, the last x2 before it and the row's first x1 lie side by
+  // side: one 8-byte load gives both.
+  long long rowBreaks = 0;
+  long long k = 0;
+  while (cnt[k] == 0) ++k;  // R > 0: some row has runs
+  long long off = cnt[k];
+  int least = r[0].x1, greatest = INT_MIN;
+  for (++k; k < N; ++k) {
     const int c = cnt[k];
-    if (c > 0) {
-      if (off > 0) {
-        const int x1 = r[off].x1, prev = r[off - 1].x2;
-        rowBreaks += (unsigned)((x1 <= prev) | (x1 == (int)((unsigned)prev + 1u)));
-      }
-      least = std::min(least, r[off].x1);
-      greatest = std::max(greatest, r[off + c - 1].x2);
-    }
+    if (c == 0) continue;
+    unsigned long long pair;
+    std::memcpy(&pair, &r[off - 1].x2, sizeof pair);
+    const int prev = (int)(unsigned)pair, x1 = (int)(unsigned)(pair >> 32);
+    rowBreaks += (x1 <= prev) | (x1 == (int)((unsigned)prev + 1u));
+    least = std::min(least, x1);
+    greatest = std::max(greatest, prev);
     off += c;
   }
-  const bool sorted = breaks == rowBreaks;
-  if (!sorted) {
-    for (long long i = 1; i < R; ++i) {
-      least = std::min(least, r[i].x1);
-      greatest = std::max(greatest, r[i].x2);
-    }
+  greatest = std::max(greatest, r[R - 1].x2);
+  const bool sorted = f.breaks == rowBreaks;
+  if (!sorted && !extremes) {
+    f = RunFacts();
+    f.least = r[0].x1;
+    f.greatest = r[0].x2;
+    RunPassScalar(r, 1, R, f);
+    extremes = true;
+  }
+  if (extremes) {
+    least = f.least;
+    greatest = f.greatest;
   }
   if (least != b.left || greatest > b.right) return 0;
   return sorted ? kPieceValid | kPieceSorted : kPieceValid;
@@ -391,8 +467,6 @@ void RowWriter::Open(long long y) {
   m_band.top = y;
   m_band.row0 = m_nRows;
   m_band.run0 = m_end - m_runs;
-  m_band.left = INT_MAX;
-  m_band.right = INT_MIN;
   m_open = true;
 }
 
@@ -410,8 +484,16 @@ void RowWriter::Flush(PieceList& out) {
     OwnedPiece p(new RSRLINE);
     p->arRun.vec().assign(m_runs + b.run0, m_runs + b.run1);
     p->arCount.vec().assign(m_cnt + b.row0, m_cnt + b.row1);
-    p->rcBox.left = b.left;
-    p->rcBox.right = b.right;
+    // Every row of a band has runs; its first and last give the box.
+    int left = INT_MAX, right = INT_MIN;
+    const RSRUN* r = m_runs + b.run0;
+    for (long long k = b.row0; k < b.row1; ++k) {
+      left = std::min(left, r[0].x1);
+      r += m_cnt[k];
+      right = std::max(right, r[-1].x2);
+    }
+    p->rcBox.left = left;
+    p->rcBox.right = right;
     p->rcBox.top = (LONG)b.top;
     p->rcBox.bottom = (LONG)(b.top + (b.row1 - b.row0) - 1);
     out.Add(std::move(p));
@@ -428,6 +510,7 @@ struct Active {
   const RSRUN* r;  // runs of the current row
   long long k;     // row index in the source
   int key;         // x1 of the current row's first run (order of gathering)
+  int widest;      // most runs of any row of the source
 };
 
 inline int RowCount(const Active& a) { return a.s->constant ? 1 : a.s->slab.cnt[a.k]; }
@@ -448,71 +531,113 @@ void SortActive(std::vector<Active>& act) {
   }
 }
 
+// Sorted runs g[0..n) merged where they overlap or touch, written at o.
+inline RSRUN* Coalesce(const RSRUN* g, int n, RSRUN* o) {
+  RSRUN* const row0 = o;
+  for (int i = 0; i < n; ++i) {
+    if (o > row0 && (long long)g[i].x1 <= (long long)o[-1].x2 + 1) {
+      if (g[i].x2 > o[-1].x2) o[-1].x2 = g[i].x2;
+    } else {
+      *o++ = g[i];
+    }
+  }
+  return o;
+}
+
 }  // namespace
 
 // Sources are gathered row by row in the order of their first runs, which
 // changes little between rows, so the gathered runs are nearly sorted and
-// the insertion sort below is close to one pass. Speed measured by
-// bench_region (BM_PolySet_Ours).
+// the insertion sort below is close to one pass; when every active source
+// is a constant run and none came or went, a row repeats the one above.
+// Speed measured by bench_region (BM_PolySet_Ours).
 void MergeSources(std::vector<RowSource>& src, RowWriter& w) {
   if (src.empty()) return;
   std::stable_sort(src.begin(), src.end(),
                    [](const RowSource& a, const RowSource& b) { return a.slab.top < b.slab.top; });
   std::vector<Active> act;
   std::vector<RSRUN> tmp;
+  long long room = 0;       // runs the active sources can give a row
+  long long varying = 0;    // active sources that are not constant runs
+  bool changed = true;      // the active set changed since the last row
+  const RSRUN* last = nullptr;  // the last row written, when it was the row above
+  long long lastN = 0;
   size_t next = 0;
   long long y = src[0].slab.top;
   while (next < src.size() || !act.empty()) {
     if (act.empty()) {
       w.Gap();
+      last = nullptr;
       y = std::max(y, src[next].slab.top);
     }
-    bool added = false;
     for (; next < src.size() && src[next].slab.top <= y; ++next) {
-      Active a{&src[next], src[next].slab.runs, 0, 0};
+      RowSource& rs = src[next];
+      Active a{&rs, rs.slab.runs, 0, 0, 1};
+      if (!rs.constant) {
+        for (long long k = 0; k <= rs.slab.bottom - rs.slab.top; ++k) a.widest = std::max(a.widest, rs.slab.cnt[k]);
+        ++varying;
+      }
       a.key = KeyOf(a);
+      room += a.widest;
       act.push_back(a);
-      added = true;
-    }
-    if (added) SortActive(act);
-    long long total = 0;
-    for (const Active& a : act) total += RowCount(a);
-    if ((long long)tmp.size() < total) SizeTo(tmp, std::max<long long>(total, 2 * (long long)tmp.size()));
-    RSRUN* t = tmp.data();
-    for (const Active& a : act) {
-      const int n = RowCount(a);
-      std::memcpy(t, RowRuns(a), (size_t)n * sizeof(RSRUN));
-      t += n;
-    }
-    const int n = (int)(t - tmp.data());
-    RSRUN* g = tmp.data();
-    for (int i = 1; i < n; ++i) {
-      const RSRUN v = g[i];
-      int j = i;
-      for (; j > 0 && g[j - 1].x1 > v.x1; --j) g[j] = g[j - 1];
-      g[j] = v;
+      changed = true;
     }
     RSRUN* o = w.Out();
-    RSRUN* const row0 = o;
-    for (int i = 0; i < n; ++i) {
-      if (o > row0 && (long long)g[i].x1 <= (long long)o[-1].x2 + 1) {
-        if (g[i].x2 > o[-1].x2) o[-1].x2 = g[i].x2;
-      } else {
-        *o++ = g[i];
+    if (!changed && varying == 0 && last) {
+      std::memcpy(o, last, (size_t)lastN * sizeof(RSRUN));
+      o += lastN;
+    } else {
+      if (changed) SortActive(act);
+      if ((long long)tmp.size() < room) SizeTo(tmp, std::max(room, 2 * (long long)tmp.size()));
+      RSRUN* t = tmp.data();
+      bool sorted = true;
+      int prevX1 = INT_MIN;
+      for (const Active& a : act) {
+        const int n = RowCount(a);
+        const RSRUN* r = RowRuns(a);
+        for (int i = 0; i < n; ++i) {
+          sorted &= r[i].x1 >= prevX1;
+          prevX1 = r[i].x1;
+          *t++ = r[i];
+        }
       }
+      const int n = (int)(t - tmp.data());
+      if (!sorted) {
+        RSRUN* g = tmp.data();
+        for (int i = 1; i < n; ++i) {
+          const RSRUN v = g[i];
+          int j = i;
+          for (; j > 0 && g[j - 1].x1 > v.x1; --j) g[j] = g[j - 1];
+          g[j] = v;
+        }
+      }
+      o = Coalesce(tmp.data(), n, o);
     }
+    last = w.Out();
+    lastN = o - last;
     w.EndRow(y, o);
+    if (lastN == 0) last = nullptr;
     // Next row: advance, drop finished sources, refresh the keys.
+    changed = false;
     size_t keep = 0;
     for (Active& a : act) {
-      if (y >= a.s->slab.bottom) continue;
-      if (!a.s->constant) a.r += a.s->slab.cnt[a.k];
-      ++a.k;
-      a.key = KeyOf(a);
+      if (y >= a.s->slab.bottom) {
+        room -= a.widest;
+        varying -= !a.s->constant;
+        changed = true;
+        continue;
+      }
+      if (!a.s->constant) {
+        a.r += a.s->slab.cnt[a.k];
+        ++a.k;
+        a.key = KeyOf(a);
+      } else {
+        ++a.k;
+      }
       act[keep++] = a;
     }
     act.resize(keep);
-    SortActive(act);
+    if (varying) SortActive(act);
     ++y;
   }
   w.Gap();

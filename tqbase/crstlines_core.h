@@ -165,9 +165,10 @@ extern bool g_validate;
 
 // One pass over a piece: bit kPieceValid when IsValid holds, bit
 // kPieceSorted as well when every row's runs also ascend without
-// overlapping or touching (IsWellFormed).
+// overlapping or touching (IsWellFormed). Without order, only validity is
+// decided (a cheaper pass; kPieceSorted is never set).
 enum { kPieceValid = 1, kPieceSorted = 2 };
-int CheckPiece(const RSRLINE* p);
+int CheckPiece(const RSRLINE* p, bool order = true);
 
 // The invariants stated in crstlines.h, checked as one (defined with the
 // piece operations, crstlines_pieces.cpp): a valid piece (well-formed when
@@ -270,8 +271,6 @@ public:
       return;
     }
     if (!m_open || y != m_band.top + (m_nRows - m_band.row0)) Open(y);
-    if (m_end->x1 < m_band.left) m_band.left = m_end->x1;
-    if (e[-1].x2 > m_band.right) m_band.right = e[-1].x2;
     m_cnt[m_nRows++] = (int)n;
     m_end = e;
   }
@@ -288,7 +287,6 @@ public:
 private:
   struct Band {
     long long top, row0, row1, run0, run1;
-    int left, right;
   };
   void Open(long long y);
   void Close();

@@ -18,13 +18,28 @@
 #include <cstdint>
 #include <cstring>
 
+// The sweep is built twice on x86-64 Linux with GCC, for AVX2 and for the
+// baseline, and the loader picks one (bench_region, BM_Combine_Ours).
+#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && defined(__linux__) && \
+    !defined(__SANITIZE_ADDRESS__)
+#define TQ_SWEEP_CLONES __attribute__((target_clones("avx2", "default"), flatten))
+#else
+#define TQ_SWEEP_CLONES
+#endif
+
 namespace tqrgn {
 namespace {
 
 const long long kNoRow = INT64_MAX;
 
+// Short copies are the common case (a row's runs before or after the
+// stretch a kernel changes): a loop of 8-byte moves, no library call.
 inline RSRUN* CopyRuns(const RSRUN* r, int n, RSRUN* o) {
-  std::memcpy(o, r, (size_t)n * sizeof(RSRUN));
+  if (n > 16) {
+    std::memcpy(o, r, (size_t)n * sizeof(RSRUN));
+    return o + n;
+  }
+  for (int i = 0; i < n; ++i) o[i] = r[i];
   return o + n;
 }
 
@@ -33,36 +48,60 @@ inline RSRUN* CopyRuns(const RSRUN* r, int n, RSRUN* o) {
 // candidate run and advance the output only when it counts; such a store
 // never lands past the row's final end, which is within the room.
 
-// First index of r[0..n) whose x2 >= v (x2 ascends in a sorted row), and
-// the first from `from` whose x1 > v. On rows of typical length a
-// branch-free count beats a search whose branches mispredict half the
-// time; long rows are searched. Measured by bench_region
-// (BM_Combine_Ours/1, a star of 17 runs a row against a one-run row).
-const int kCountLimit = 48;
+// Two counts over a sorted row r[0..n): c1, the runs whose x1 is below t1
+// (the first run starting after t1 - 1), and c2, the runs whose x2 is
+// below t2 (the first run ending at or after t2). On rows of typical
+// length one branch-free pass, two runs a step with the counts kept in a
+// vector, beats two searches whose branches mispredict half the time;
+// long rows are searched. Measured by bench_region (BM_Combine_Ours/1 and
+// /2: a star of 17 runs a row against a one-run row).
+const int kCountLimit = 64;
 
-inline int FirstEndingAtOrAfter(const RSRUN* r, int n, long long v) {
-  if (n <= kCountLimit) {
-    int i = 0;
-    for (int k = 0; k < n; ++k) i += (long long)r[k].x2 < v;
-    return i;
-  }
-  return (int)(std::partition_point(r, r + n, [v](const RSRUN& q) { return q.x2 < v; }) - r);
-}
+inline int Clamp(long long t) { return t < INT_MIN ? INT_MIN : t > INT_MAX ? INT_MAX : (int)t; }
 
-inline int FirstStartingAfter(const RSRUN* r, int from, int n, long long v) {
-  if (n - from <= kCountLimit) {
-    int i = from;
-    for (int k = from; k < n; ++k) i += (long long)r[k].x1 <= v;
-    return i;
+inline void CountPair(const RSRUN* r, int n, long long t1, long long t2, int& c1, int& c2) {
+  const int v1 = Clamp(t1), v2 = Clamp(t2);
+  if (n > kCountLimit) {
+    c1 = (int)(std::partition_point(r, r + n, [v1](const RSRUN& q) { return q.x1 < v1; }) - r);
+    c2 = (int)(std::partition_point(r, r + n, [v2](const RSRUN& q) { return q.x2 < v2; }) - r);
+  } else {
+    // Generic vectors: four runs a step where the sweep is built for AVX2
+    // (CombineClean's clones), two steps of two elsewhere.
+    typedef int V8 __attribute__((vector_size(32)));
+    const V8 t = {v1, v2, v1, v2, v1, v2, v1, v2};
+    V8 acc = {0, 0, 0, 0, 0, 0, 0, 0};
+    int k = 0;
+    for (; k + 4 <= n; k += 4) {
+      V8 x;
+      std::memcpy(&x, r + k, sizeof x);
+      acc -= x < t;
+    }
+    typedef int V4 __attribute__((vector_size(16)));
+    V4 h = __builtin_shufflevector(acc, acc, 0, 1, 2, 3) + __builtin_shufflevector(acc, acc, 4, 5, 6, 7);
+    if (k + 2 <= n) {
+      V4 x;
+      std::memcpy(&x, r + k, sizeof x);
+      h -= x < __builtin_shufflevector(t, t, 0, 1, 2, 3);
+      k += 2;
+    }
+    h += __builtin_shufflevector(h, h, 2, 3, 0, 1);
+    c1 = h[0];
+    c2 = h[1];
+    for (; k < n; ++k) {
+      c1 += r[k].x1 < v1;
+      c2 += r[k].x2 < v2;
+    }
   }
-  return (int)(std::partition_point(r + from, r + n, [v](const RSRUN& q) { return q.x1 <= v; }) - r);
+  // A threshold past the int range counts every run.
+  if (t1 > INT_MAX) c1 = n;
+  if (t2 > INT_MAX) c2 = n;
 }
 
 // r clipped to [L, R].
 inline RSRUN* ClipRow(const RSRUN* r, int n, int L, int R, RSRUN* o) {
-  const int i = FirstEndingAtOrAfter(r, n, L);
-  const int k = FirstStartingAfter(r, i, n, R);
-  if (k == i) return o;
+  int k, i;
+  CountPair(r, n, (long long)R + 1, L, k, i);
+  if (k <= i) return o;
   RSRUN* o0 = o;
   o = CopyRuns(r + i, k - i, o);
   o0->x1 = std::max(o0->x1, L);
@@ -70,24 +109,23 @@ inline RSRUN* ClipRow(const RSRUN* r, int n, int L, int R, RSRUN* o) {
   return o;
 }
 
-// r minus [L, R].
+// r minus [L, R]: runs i..k-1 meet [L, R]; the first may stick out on the
+// left, the last on the right.
 inline RSRUN* DiffOne(const RSRUN* r, int n, int L, int R, RSRUN* o) {
-  const int i = FirstEndingAtOrAfter(r, n, L);
+  int k, i;
+  CountPair(r, n, (long long)R + 1, L, k, i);
   o = CopyRuns(r, i, o);
-  if (i < n && r[i].x1 < L) *o++ = RSRUN{r[i].x1, L - 1};
-  int k = FirstEndingAtOrAfter(r + i, n - i, (long long)R + 1) + i;
-  if (k < n && r[k].x1 <= R) {
-    *o++ = RSRUN{R + 1, r[k].x2};
-    ++k;
-  }
+  if (k <= i) return CopyRuns(r + i, n - i, o);
+  if (r[i].x1 < L) *o++ = RSRUN{r[i].x1, L - 1};
+  if (r[k - 1].x2 > R) *o++ = RSRUN{R + 1, r[k - 1].x2};
   return CopyRuns(r + k, n - k, o);
 }
 
-// r united with [L, R].
+// r united with [L, R]: runs i..k-1 touch or meet it and merge into one.
 inline RSRUN* OrOne(const RSRUN* r, int n, int L, int R, RSRUN* o) {
-  const int i = FirstEndingAtOrAfter(r, n, (long long)L - 1);
+  int k, i;
+  CountPair(r, n, (long long)R + 2, (long long)L - 1, k, i);
   o = CopyRuns(r, i, o);
-  const int k = FirstStartingAfter(r, i, n, (long long)R + 1);
   RSRUN cur{L, R};
   if (k > i) {
     cur.x1 = std::min(cur.x1, r[i].x1);
@@ -251,11 +289,37 @@ inline void EmitJoin(RSRUN* row0, RSRUN*& o, int x1, int x2) {
   ++o;
 }
 
+// r xor [L, R]: runs i..k-1 meet [L, R]; inside it the gaps between them
+// remain, outside it their parts that stick out; everything joins where
+// it touches.
+inline RSRUN* XorOne(const RSRUN* r, int n, int L, int R, RSRUN* o) {
+  int k, i;
+  CountPair(r, n, (long long)R + 1, L, k, i);
+  RSRUN* const row0 = o;
+  o = CopyRuns(r, i, o);
+  long long cur = L;  // where the next gap inside [L, R] may start
+  if (k > i && r[i].x1 < L) EmitJoin(row0, o, r[i].x1, L - 1);
+  for (int j = i; j < k; ++j) {
+    const long long a = std::max(r[j].x1, L);
+    if (cur < a) EmitJoin(row0, o, (int)cur, (int)(a - 1));
+    cur = (long long)std::min(r[j].x2, R) + 1;
+  }
+  if (cur <= R) EmitJoin(row0, o, (int)cur, R);
+  if (k > i && r[k - 1].x2 > R) EmitJoin(row0, o, R + 1, r[k - 1].x2);
+  if (k < n) {
+    EmitJoin(row0, o, r[k].x1, r[k].x2);
+    o = CopyRuns(r + k + 1, n - k - 1, o);
+  }
+  return o;
+}
+
 inline RSRUN* XorRow(const RSRUN* a, int na, const RSRUN* b, int nb, RSRUN* o) {
   if (nb == 0) return CopyRuns(a, na, o);
   if (na == 0) return CopyRuns(b, nb, o);
   if ((long long)a[na - 1].x2 + 1 < b[0].x1) return CopyRuns(b, nb, CopyRuns(a, na, o));
   if ((long long)b[nb - 1].x2 + 1 < a[0].x1) return CopyRuns(a, na, CopyRuns(b, nb, o));
+  if (nb == 1) return XorOne(a, na, b[0].x1, b[0].x2, o);
+  if (na == 1) return XorOne(b, nb, a[0].x1, a[0].x2, o);
   RSRUN* const row0 = o;
   // ax1, bx1: where the unconsumed parts of a[i] and b[j] start.
   int i = 0, j = 0, ax1 = a[0].x1, bx1 = b[0].x1;
@@ -380,6 +444,7 @@ void FastRows(const Operand& A, const Operand& B, long long top, long long botto
 
 }  // namespace
 
+TQ_SWEEP_CLONES
 void CombineClean(const Operand& A, const Operand& B, int mode, PieceList& out) {
   long long top, bottom;
   const bool hasA = !A.Empty(), hasB = !B.Empty();

@@ -6,6 +6,7 @@
 // array (which reverses the rows and, within each row, the runs) and then
 // turns each row's runs back into ascending order.
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 #include "crstlines_core.h"

@@ -18,7 +18,7 @@ BOOL CRstLines::SetValidate(BOOL on) {
   return old;
 }
 
-BOOL CRstLines::IsValid(const RSRLINE* p) { return (CheckPiece(p) & kPieceValid) ? TRUE : FALSE; }
+BOOL CRstLines::IsValid(const RSRLINE* p) { return CheckPiece(p, false) ? TRUE : FALSE; }
 
 BOOL CRstLines::IsValid(const CRasterArray* arr) {
   if (!arr) return FALSE;
@@ -41,7 +41,7 @@ BOOL CRstLines::IsWellFormed(const CRasterArray* arr) {
 namespace tqrgn {
 
 bool Invariant(const RSRLINE* p, bool wellFormed) {
-  const int f = CheckPiece(p);
+  const int f = CheckPiece(p, wellFormed);
   return wellFormed ? f == (kPieceValid | kPieceSorted) : (f & kPieceValid) != 0;
 }
 
