@@ -297,14 +297,8 @@ bool tqrgn::CombineArrays(const CRasterArray* a, const CRasterArray* b, int mode
         }
       }
       if (!other.Empty()) UniteWith(*base, m, other, res);
-      // Pieces in order from top to bottom.
-      CRasterArray sorted;
-      res.MoveTo(&sorted);
-      std::stable_sort(sorted.begin(), sorted.end(),
-                       [](const RSRLINE* x, const RSRLINE* y) { return x->rcBox.top < y->rcBox.top; });
-      out.Reserve(out.Size() + sorted.GetSize());
-      for (RSRLINE* p : sorted) out.Add(OwnedPiece(p));
-      sorted.vec().clear();
+      res.SortByTop();  // pieces in order from top to bottom
+      res.AppendTo(out);
       return true;
     }
     PieceList wa, wb;

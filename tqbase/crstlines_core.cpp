@@ -45,6 +45,11 @@ OwnedPiece NewPiece(long long nRuns, long long nRows) {
 
 OwnedArray NewArray() { return OwnedArray(new CRasterArray); }
 
+void PieceList::SortByTop() {
+  std::stable_sort(m_arr.begin(), m_arr.end(),
+                   [](const RSRLINE* a, const RSRLINE* b) { return a->rcBox.top < b->rcBox.top; });
+}
+
 OwnedPiece CopyPiece(const RSRLINE* src) {
   OwnedPiece p(new RSRLINE);
   p->arRun.vec().assign(src->arRun.begin(), src->arRun.end());

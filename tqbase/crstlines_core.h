@@ -116,6 +116,14 @@ public:
   }
   // Hands the pieces out by pointer: the caller owns them now.
   void Disown() { m_arr.vec().clear(); }
+  // Moves every piece to the end of out; nothing moves when this throws.
+  void AppendTo(PieceList& out) {
+    out.Reserve((long long)out.Size() + Size());
+    for (RSRLINE* p : m_arr) out.m_arr.Add(p);  // within the reserved room
+    m_arr.vec().clear();
+  }
+  // Orders the pieces by top row, keeping the order of equal tops.
+  void SortByTop();
 
 private:
   CRasterArray m_arr;

@@ -8,9 +8,46 @@
 // debug forms may be called from several threads at once.
 #include "tqbase/memorymanage.h"
 
+#include <atomic>
+
+#include "allocfail.h"
+
 #include <map>
 #include <mutex>
 #include <vector>
+
+// ---------------------------------------------------------------------------
+// Failure injection (allocfail.h)
+
+namespace tqbase {
+namespace allocfail {
+namespace {
+std::atomic<long long> g_left{0};  // allocations to go until the failing one; 0 off
+std::atomic<bool> g_fired{false};
+thread_local int t_paused = 0;
+}  // namespace
+
+void Arm(long long n) {
+  g_fired = false;
+  g_left = n > 0 ? n : 0;
+}
+
+bool Fails() {
+  if (t_paused || g_left.load(std::memory_order_relaxed) == 0) return false;
+  if (g_left.fetch_sub(1) != 1) return false;
+  g_fired = true;
+  return true;
+}
+
+bool Fired() { return g_fired; }
+
+Pause::Pause() { ++t_paused; }
+Pause::~Pause() { --t_paused; }
+
+}  // namespace allocfail
+}  // namespace tqbase
+
+using tqbase::allocfail::Pause;
 
 namespace {
 
@@ -34,6 +71,7 @@ AllocRegister& VirtualRegister() {
 
 void AddInfo(AllocRegister& reg, uintptr_t id, CString&& text) {
   if (id == 0) return;
+  Pause pause;
   std::lock_guard<std::mutex> lock(reg.mutex);
   try {
     auto it = reg.map.find(id);
@@ -64,6 +102,7 @@ void AddInfo(AllocRegister& reg, uintptr_t id, CString&& text) {
 // Removes a record. quiet: a missing record is not a fault (release forms).
 void DeleteInfo(AllocRegister& reg, uintptr_t id, bool quiet) {
   if (id == 0) return;
+  Pause pause;
   std::lock_guard<std::mutex> lock(reg.mutex);
   auto it = reg.map.find(id);
   if (it == reg.map.end() || it->second < 0 || (size_t)it->second >= reg.slots.size()) {
@@ -124,6 +163,7 @@ TQBASE_API AGV g_AGV;
 // Registers
 
 void AGV::AddGlobalAllocInfo(HGLOBAL h, const char* file, int line) {
+  Pause pause;
   CString text;
   text.Format("File: %s, Line: %d", file ? file : "", line);
   AddInfo(GlobalRegister(), (uintptr_t)h, std::move(text));
@@ -132,6 +172,7 @@ void AGV::AddGlobalAllocInfo(HGLOBAL h, const char* file, int line) {
 void AGV::DeleteGlobalAllocInfo(HGLOBAL h, const char*, int) { DeleteInfo(GlobalRegister(), (uintptr_t)h, false); }
 
 void AGV::AddVirtualAllocInfo(void* base, const char* file, int line) {
+  Pause pause;
   CString text;
   text.Format("File:%s, Line:%d", file ? file : "", line);
   AddInfo(VirtualRegister(), (uintptr_t)base, std::move(text));
@@ -169,6 +210,8 @@ HGLOBAL AGV::_RAGlobalAlloc(UINT flags, DWORD size) {
     ASSERT(size != 0);
     return nullptr;
   }
+  if (tqbase::allocfail::Fails()) return nullptr;
+  Pause pause;  // the block's own bookkeeping is part of this allocation
   return ::GlobalAlloc(flags, size);
 }
 
@@ -178,6 +221,8 @@ HGLOBAL AGV::_RAGlobalReAlloc(HGLOBAL h, DWORD size, UINT flags) {
     ASSERT(size != 0);
     return nullptr;
   }
+  if (tqbase::allocfail::Fails()) return nullptr;
+  Pause pause;
   return ::GlobalReAlloc(h, size, flags);
 }
 
@@ -228,6 +273,8 @@ int AGV::_RAGlobalFreePtr(void* p) {
 
 void* AGV::_RAVirtualAlloc(void* address, SIZE_T size, DWORD type, DWORD protect) {
   if (size == 0) return nullptr;
+  if (tqbase::allocfail::Fails()) return nullptr;
+  Pause pause;
   return ::VirtualAlloc(address, size, type, protect);
 }
 
