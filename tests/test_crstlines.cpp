@@ -267,25 +267,41 @@ TEST(CRstLinesScan, TurningVertexIsNotACrossing) {
   CRstLines::Delete(p);
 }
 
-TEST(CRstLinesScan, ConvexPolygonsFillBetweenOutlinePoints) {
-  // For a convex outline every row is one run from its least to its
-  // greatest boundary pixel.
+// y-monotone outlines (convex ones, zigzag chains, chains that cross each
+// other) take the row-by-row path in CreateRaster; the one-polygon set
+// takes the item sweep. Both must give the same piece, one run a row.
+TEST(CRstLinesScan, MonotonePathAgreesWithItems) {
   std::mt19937 rng(11);
-  for (int iter = 0; iter < 200; ++iter) {
-    int n = 3 + (int)(rng() % 30);
+  for (int iter = 0; iter < 400; ++iter) {
     std::vector<POINT> pts;
-    double cx = (double)(rng() % 100) - 50, cy = (double)(rng() % 100) - 50, r = 3 + rng() % 60;
-    for (int i = 0; i < n; ++i) {
-      double a = 2 * M_PI * i / n;
-      pts.push_back(POINT{(LONG)std::lround(cx + r * std::cos(a)), (LONG)std::lround(cy + r * std::sin(a))});
+    const int kind = iter % 3;
+    if (kind == 0) {  // convex
+      const int n = 3 + (int)(rng() % 30);
+      const double cx = (double)(rng() % 100) - 50, cy = (double)(rng() % 100) - 50, r = 3 + rng() % 60;
+      for (int i = 0; i < n; ++i) {
+        const double a = 2 * M_PI * i / n;
+        pts.push_back(POINT{(LONG)std::lround(cx + r * std::cos(a)), (LONG)std::lround(cy + r * std::sin(a))});
+      }
+    } else {  // two chains from a top to a bottom, x anywhere (they may cross)
+      const int top = (int)(rng() % 20) - 10, height = (int)(rng() % 40);
+      std::vector<int> down(1 + rng() % 6), up(rng() % 6);
+      for (int& y : down) y = top + (int)(rng() % (unsigned)(height + 1));
+      for (int& y : up) y = top + (int)(rng() % (unsigned)(height + 1));
+      std::sort(down.begin(), down.end());
+      std::sort(up.rbegin(), up.rend());
+      pts.push_back(POINT{(LONG)(rng() % 40) - 20, top});
+      for (int y : down) pts.push_back(POINT{(LONG)(rng() % 40) - 20, y});
+      for (int y : up) pts.push_back(POINT{(LONG)(rng() % 40) - 20, y});
+      if (kind == 2) std::rotate(pts.begin(), pts.begin() + (long)(rng() % pts.size()), pts.end());
     }
-    int mode = 1 + (int)(rng() % 2);
-    RSRLINE* p = CRstLines::CreateRaster(pts.data(), n, mode);
-    ASSERT_NE(p, nullptr) << PolyCode(pts, mode);
-    ASSERT_TRUE(CRstLines::IsWellFormed(p)) << PolyCode(pts, mode);
-    int k = 0;
-    for (int c : p->arCount) EXPECT_EQ(c, 1) << "row " << k++ << " " << PolyCode(pts, mode);
-    CRstLines::Delete(p);
+    const int mode = 1 + (int)(rng() % 2), n = (int)pts.size();
+    RSRLINE* row = CRstLines::CreateRaster(pts.data(), n, mode);
+    CRasterArray* items = CRstLines::CreateRasterArray(pts.data(), &n, 1, mode, 0);
+    ASSERT_TRUE(row && items && items->GetSize() == 1) << PolyCode(pts, mode);
+    EXPECT_TRUE(CRstLines::IsEqual(row, items->GetAt(0))) << PolyCode(pts, mode);
+    for (int c : row->arCount) ASSERT_LE(c, 1) << PolyCode(pts, mode);
+    CRstLines::Delete(row);
+    CRstLines::Delete(items);
   }
 }
 
@@ -346,10 +362,17 @@ TEST(CRstLinesScan, LongRowsSortTheSameEitherWay) {
 }
 
 TEST(CRstLinesScan, TooLargeFailsCleanly) {
+  // Too large is reported as such, not as a lack of memory.
   POINT tall[] = {{0, -2000000000}, {10, 2000000000}, {0, 2000000000}};
   g_Error.ClearError();
   EXPECT_EQ(CRstLines::CreateRaster(tall, 3, 1), nullptr);
-  EXPECT_TRUE(g_Error.IsError());
+  CString text;
+  EXPECT_TRUE(g_Error.GetLastError(text));
+  EXPECT_NE(text.Find("too large"), -1) << text.GetString();
+  CRstLines r;
+  EXPECT_FALSE(r.Create(RECT{0, -2000000000, 5, 2000000000}));
+  EXPECT_TRUE(g_Error.GetLastError(text));
+  EXPECT_NE(text.Find("too large"), -1) << text.GetString();
 }
 
 TEST(CRstLinesScan, PolygonSets) {
@@ -381,6 +404,34 @@ TEST(CRstLinesScan, PolygonSets) {
   CRstLines::Delete(two);
   int bad[] = {3, 0};
   EXPECT_EQ(CRstLines::CreateRasterArray(far, bad, 2, 1, 0), nullptr);
+
+  // Filled one by one, a set is the union of its polygons, whatever their
+  // kind (rectangles, monotone outlines, others take different paths).
+  std::mt19937 rng(515);
+  for (int iter = 0; iter < 100; ++iter) {
+    std::vector<POINT> pts;
+    std::vector<int> cnt;
+    PixelSet want;
+    const int polys = 1 + (int)(rng() % 6), mode = 1 + (int)(rng() % 2);
+    for (int k = 0; k < polys; ++k) {
+      std::vector<POINT> q;
+      const int ox = (int)(rng() % 60) - 30, oy = (int)(rng() % 60) - 30, w = 1 + (int)(rng() % 15);
+      if (rng() % 3 == 0)
+        q = {{ox, oy}, {ox + w, oy}, {ox + w, oy + 2 * w}, {ox, oy + 2 * w}};
+      else
+        q = RandomPoly(rng, 3 + (int)(rng() % 7), 12, ox, oy);
+      RSRLINE* one = CRstLines::CreateRaster(q.data(), (int)q.size(), mode);
+      const PixelSet s1 = Pixels(one);
+      want.insert(s1.begin(), s1.end());
+      CRstLines::Delete(one);
+      pts.insert(pts.end(), q.begin(), q.end());
+      cnt.push_back((int)q.size());
+    }
+    CRasterArray* set = CRstLines::CreateRasterArray(pts.data(), cnt.data(), polys, mode, 0);
+    EXPECT_EQ(Pixels(set), want) << "iteration " << iter;
+    EXPECT_TRUE(Banded(set)) << "iteration " << iter;
+    CRstLines::Delete(set);
+  }
 }
 
 // ---- hit tests and barycentre ---------------------------------------------------------
@@ -501,6 +552,60 @@ TEST(CRstLinesBoolean, ArraysAgainstBitmapModel) {
   }
 }
 
+// A region built one shape at a time, as a layout module builds it: every
+// step of unions and differences (Add and the member Combine with the
+// region as either operand) against the pixel model. Pieces the shape
+// cannot meet stay the very same objects, pieces never share a pixel, and
+// the object's box follows its pieces.
+TEST(CRstLinesBoolean, UnionAndDifferenceInPlace) {
+  std::mt19937 rng(2468);
+  for (int run = 0; run < 25; ++run) {
+    CRstLines region;
+    PixelSet model;
+    for (int step = 0; step < 40; ++step) {
+      const int x = (int)(rng() % 200), y = (int)(rng() % 200), w = 1 + (int)(rng() % 30);
+      std::vector<POINT> q;
+      if (rng() % 2)
+        q = {{x, y}, {x + w, y}, {x + w, y + w / 2}, {x, y + w / 2}};
+      else
+        q = RandomPoly(rng, 3 + (int)(rng() % 6), w, x, y);
+      CRstLines shape;
+      ASSERT_TRUE(shape.Create(q.data(), (int)q.size(), WINDING_FILL));
+      const PixelSet s = Pixels(shape.GetData());
+      const bool add = step < 4 || rng() % 4 != 0;
+      const RECT sb = shape.GetBox();
+      std::vector<std::pair<const RSRLINE*, PixelSet>> far;
+      if (region.GetData())
+        for (const RSRLINE* p : *region.GetData())
+          if (p->rcBox.right + 1 < sb.left || sb.right + 1 < p->rcBox.left || p->rcBox.bottom + 1 < sb.top ||
+              sb.bottom + 1 < p->rcBox.top)
+            far.push_back({p, Pixels(p)});
+      int code;
+      switch (rng() % 3) {
+        case 0: code = region.Add(shape.GetData()->GetAt(0), add, nullptr); break;
+        case 1: code = region.Combine(&region, &shape, add ? RST_OR : RST_DIFF, nullptr); break;
+        default: code = add ? region.Combine(&shape, &region, RST_OR, nullptr) : region.Add(shape.GetData(), 0, nullptr);
+      }
+      model = Op(model, s, add ? RST_OR : RST_DIFF);
+      const std::string where = "run " + std::to_string(run) + " step " + std::to_string(step);
+      ASSERT_EQ(code, model.empty() ? RST_EMPTY : RST_NOTEMPTY) << where;
+      ASSERT_EQ(Pixels(region.GetData()), model) << where;
+      ASSERT_TRUE(CRstLines::IsWellFormed(region.GetData()) || model.empty()) << where;
+      size_t total = 0;
+      if (region.GetData())
+        for (const RSRLINE* p : *region.GetData()) total += Pixels(p).size();
+      ASSERT_EQ(total, model.size()) << where << ": pieces overlap";
+      const RECT box = region.GetBox(), want = CRstLines::GetBox(region.GetData());
+      ASSERT_TRUE(EqualRect(&box, &want)) << where;
+      for (auto& f : far) {
+        const CRasterArray* arr = region.GetData();
+        ASSERT_TRUE(arr && std::find(arr->begin(), arr->end(), f.first) != arr->end()) << where << ": a far piece was replaced";
+        ASSERT_EQ(Pixels(f.first), f.second) << where;
+      }
+    }
+  }
+}
+
 TEST(CRstLinesBoolean, StatedCases) {
   RSRLINE* p1 = MakePiece(3, {{{3, 3}}});
   RSRLINE* p2 = MakePiece(3, {{{3, 3}}});
@@ -588,15 +693,15 @@ namespace {
 typedef std::vector<std::vector<std::pair<int, int>>> Rows;
 
 // Rows of sorted, non-touching runs. Row kinds are mixed so that every
-// kernel case turns up: empty rows, one-run rows, long rows (16 runs and
-// more take the binary searches), and short gaps and lengths so that runs
+// kernel case turns up: empty rows, one-run rows, long rows (past 64 runs
+// the one-run kernels search instead of counting), and short gaps and lengths so that runs
 // of the two operands touch, nest and cross often. base shifts x, kept
 // in long long until the caller's range check.
 Rows RandomRows(std::mt19937& rng, int rows, long long base, bool allowEmpty) {
   Rows r((size_t)rows);
   for (auto& row : r) {
     int kind = (int)(rng() % 8);
-    int n = kind == 0 ? (allowEmpty ? 0 : 1) : kind == 1 ? 1 : kind == 2 ? 16 + (int)(rng() % 30) : 1 + (int)(rng() % 8);
+    int n = kind == 0 ? (allowEmpty ? 0 : 1) : kind == 1 ? 1 : kind == 2 ? 16 + (int)(rng() % 100) : 1 + (int)(rng() % 8);
     long long x = base + (long long)(rng() % 6);
     for (int i = 0; i < n; ++i) {
       long long len = 1 + (long long)(rng() % (kind == 1 ? 40 : 4));
