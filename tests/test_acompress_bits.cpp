@@ -1,4 +1,4 @@
-// test_acompress_bits.cpp - ACompress bit packing: tables, expanders and
+// test_acompress_bits.cpp - ACompress bit packing: expanders and
 // shrinkers against a pixel-by-pixel model (including the indexing
 // asymmetry and the kept neighbour bits), the SSE2 paths against the table
 // paths, ZoomBits and ResampleLine.
@@ -28,16 +28,6 @@ void SetPackedPixel(Bytes& packed, size_t i, int depth, unsigned v) {
 
 }  // namespace
 
-TEST(ACompressTables, RowsHoldTheBitsAndLocPointsPastTheFirst) {
-  ASSERT_TRUE(ACompress::Init());
-  for (int b = 0; b < 256; ++b)
-    for (int k = 0; k < 8; ++k) ASSERT_EQ(ACompress::s_BUF[b][k], (b >> (7 - k)) & 1) << b;
-  for (int i = 0; i < 128; ++i) {
-    ASSERT_EQ(ACompress::s_Loc[i], &ACompress::s_BUF[i][1]);
-    for (int k = 0; k < 7; ++k) ASSERT_EQ(ACompress::s_Loc[i][k], (i >> (6 - k)) & 1);
-  }
-}
-
 TEST(ACompressExpand, DispatchAndArgumentChecks) {
   unsigned char src[4] = {0xA5, 0x5A, 0xFF, 0x00};
   unsigned char dst[16];
@@ -46,6 +36,9 @@ TEST(ACompressExpand, DispatchAndArgumentChecks) {
   EXPECT_EQ(ACompress::ExpandBit(src, 0, 8, 32, dst), 1);
   for (unsigned char b : dst) EXPECT_EQ(b, 0xEE);
   EXPECT_EQ(ACompress::ExpandBit(src, 0, 8, 3, dst), 0);
+  EXPECT_EQ(ACompress::ShrinkBit(dst, 3, 2, 3, src), 0);
+  EXPECT_EQ(ACompress::ShrinkBit(dst, 3, 2, 8, src), 1);  // depth 8: nothing to do
+  EXPECT_EQ(src[0], 0xA5);
   tqtest::HookCapture hooks;
   EXPECT_EQ(ACompress::ExpandBit(nullptr, 0, 8, 1, dst), 0);
   EXPECT_EQ(ACompress::ExpandBit(src, 0, 8, 1, nullptr), 0);
@@ -95,19 +88,6 @@ TEST(ACompressExpand, Sse2PathAgreesWithTablePath) {
     ASSERT_EQ(tqbase::codec::ExpandBit1Table(packed.data(), start, count, b.data()), 1);
     ASSERT_EQ(a, b) << "start " << start << " count " << count << "\n" << AsCode("packed", packed);
   }
-}
-
-TEST(ACompressShrink, SpanInsideOneUnalignedByteIsLeftUnpacked) {
-  unsigned char src[8] = {1, 1, 1, 1, 1, 1, 1, 1};
-  unsigned char dst[1] = {0x00};
-  EXPECT_EQ(ACompress::ShrinkBit1(src, 3, 2, dst), 1);
-  EXPECT_EQ(dst[0], 0x00);
-  EXPECT_EQ(ACompress::ShrinkBit1(src, 3, 4, dst), 1);  // ends at pixel 7, still one byte
-  EXPECT_EQ(dst[0], 0x00);
-  EXPECT_EQ(ACompress::ShrinkBit1(src, 3, 5, dst), 1);  // reaches the byte's end
-  EXPECT_EQ(dst[0], 0x1F);
-  EXPECT_EQ(ACompress::ShrinkBit(src, 3, 2, 3, dst), 0);
-  EXPECT_EQ(ACompress::ShrinkBit(src, 3, 2, 8, dst), 1);
 }
 
 // Model: the packed line after writing pixels start..start+count-1; bits
@@ -195,15 +175,12 @@ TEST(ACompressShrink, ExpandThenShrinkRestoresPackedBytes) {
 }
 
 TEST(ACompressZoom, NearestNeighbourWithRoundingAndClampedEdge) {
-  // 3 -> 6 columns: trunc(0.5*c + 0.5) = 0,1,1,2,2,3 -> the last takes 2.
-  const unsigned char src[3] = {10, 20, 30};
-  unsigned char dst[6] = {};
-  ASSERT_EQ(ACompress::ZoomBits(3, 1, 8, src, 6, 1, dst), 1);
-  const unsigned char want[6] = {10, 20, 20, 30, 30, 30};
-  EXPECT_EQ(0, std::memcmp(dst, want, 6));
+  // 3 -> 6 columns: trunc(0.5*c + 0.5) = 0,1,1,2,2,3 -> the last takes 2;
   // 6 -> 3: steps of 2.
-  const unsigned char s6[6] = {1, 2, 3, 4, 5, 6};
-  unsigned char d3[3];
+  const unsigned char src[3] = {10, 20, 30}, s6[6] = {1, 2, 3, 4, 5, 6};
+  unsigned char dst[6] = {}, d3[3];
+  ASSERT_EQ(ACompress::ZoomBits(3, 1, 8, src, 6, 1, dst), 1);
+  EXPECT_EQ(Bytes(dst, dst + 6), (Bytes{10, 20, 20, 30, 30, 30}));
   ASSERT_EQ(ACompress::ZoomBits(6, 1, 1, s6, 3, 1, d3), 1);
   EXPECT_EQ(Bytes(d3, d3 + 3), (Bytes{1, 3, 5}));
 }

@@ -127,17 +127,13 @@ TEST(ACompressRleStreams, SmallStreamsOfEveryFormat) {
   ulong len = 0;
   unsigned char out[16];
   EXPECT_EQ(ACompress::Pack(cases[11].src.data(), 9, 16, out, sizeof out, len), 0);
-  // 255 single bytes fill one literal; the 256th opens a second record.
-  Bytes ramp(257);
+  // 255 single bytes fill one literal; the 256th opens a second one, and
+  // the last byte is a repeat record of 1.
+  Bytes ramp(257), big(400);
   for (size_t i = 0; i < ramp.size(); ++i) ramp[i] = (unsigned char)(i * 7);
-  Bytes big(400);
   ASSERT_EQ(ACompress::Comp_RLE(ramp.data(), ramp.size(), big.data(), big.size(), len), 1);
   ASSERT_EQ(len, 2u + 255 + 2 + 1 + 2);
-  EXPECT_EQ(big[0], 0);
-  EXPECT_EQ(big[1], 255);
-  EXPECT_EQ(big[257], 0);
-  EXPECT_EQ(big[258], 1);
-  EXPECT_EQ(big[260], 1);  // the last byte as a repeat record of 1
+  EXPECT_EQ(Bytes({big[0], big[1], big[257], big[258], big[260]}), (Bytes{0, 255, 0, 1, 1}));
 }
 
 TEST(ACompressRleStreams, FourBitStreamOfLength3kPlus1IsRejected) {
@@ -155,66 +151,47 @@ TEST(ACompressRleStreams, FourBitStreamOfLength3kPlus1IsRejected) {
 // ---------------------------------------------------------------------------
 // Round trips and fast paths
 
-TEST(ACompressRleRoundTrip, EveryDepthOnRandomLines) {
+// Every depth round-trips on random lines. On the way the fast encoders
+// and Pack1's decoder agree with their plain forms, and the 24-bit encoder
+// (runs measured by vector compares) with records built pixel by pixel,
+// on lines whose neighbouring pixels often differ in one byte only.
+TEST(ACompressRleRoundTrip, EveryDepthAgainstPlainForms) {
   std::mt19937 rng(21);
+  const unsigned means[] = {1, 2, 4, 17, 40, 400};
   for (int depth : {1, 2, 4, 8, 24}) {
     for (int iter = 0; iter < 1500; ++iter) {
-      const size_t pixels = (depth == 8 ? 2 : 1) + rng() % (iter % 10 == 0 ? 3000 : 90);
-      const unsigned mean = iter % 4 == 0 ? 1 : iter % 4 == 1 ? 4 : iter % 4 == 2 ? 40 : 400;
-      const Bytes line = LineFor(rng, depth, pixels, mean);
+      const size_t pixels = 2 + rng() % (iter % 10 == 0 ? 5000 : 200);
+      Bytes line = depth == 1 && iter % 2 ? tqtest::MakeLine(rng, pixels, 255, means[iter % 6])  // non-zero is 1
+                                          : LineFor(rng, depth, pixels, means[iter % 6]);
+      for (size_t q = 1; depth == 24 && q < pixels; ++q)  // one byte off its neighbour
+        if (rng() % 9 == 0) line[3 * q + rng() % 3] ^= (unsigned char)(1 + rng() % 255);
       const Bytes stream = Encode(depth, line);
-      ASSERT_EQ(Decode(depth, stream, pixels), line) << "depth " << depth << "\n" << AsCode("line", line);
+      Bytes want = line, plain(line.size() * 2 + 64), model;
+      for (size_t i = 0; depth == 1 && i < want.size(); ++i) want[i] = want[i] != 0;
+      const std::string where = "depth " + std::to_string(depth) + "\n" + AsCode("line", line);
+      ASSERT_EQ(Decode(depth, stream, pixels), want) << where;
+      ulong lp = 0;
+      if (depth == 1) {
+        ASSERT_EQ(tqbase::codec::Pack1Plain(line.data(), pixels, plain.data(), plain.size(), lp), 1);
+        Bytes back(pixels, 0xEE);
+        ASSERT_EQ(tqbase::codec::UnPack1Plain(stream.data(), stream.size(), pixels, back.data()), 1);
+        ASSERT_EQ(back, want) << where;
+      } else if (depth == 8) {
+        ASSERT_EQ(tqbase::codec::Comp_RLE8Plain(line.data(), pixels, plain.data(), plain.size(), lp), 1);
+      }
+      for (size_t q = 0; depth == 24 && q < pixels;) {
+        size_t len = 1;
+        while (q + len < pixels && len < 255 && std::equal(&line[3 * q], &line[3 * q] + 3, &line[3 * (q + len)]))
+          ++len;
+        model.push_back((unsigned char)len);
+        model.insert(model.end(), &line[3 * q], &line[3 * q] + 3);
+        q += len;
+      }
+      if (depth == 24) plain = model, lp = model.size();
+      if (depth != 2 && depth != 4) {
+        ASSERT_EQ(Bytes(plain.begin(), plain.begin() + lp), stream) << where;
+      }
     }
-  }
-}
-
-TEST(ACompressRleRoundTrip, GeneralFormatAndItsPlainEncoder) {
-  std::mt19937 rng(22);
-  for (int iter = 0; iter < 3000; ++iter) {
-    const size_t n = 1 + rng() % (iter % 10 == 0 ? 2000 : 300);
-    const Bytes src = tqtest::MakeLine(rng, n, iter % 3 ? 3 : 255, iter % 5 == 0 ? 300 : 1 + iter % 7);
-    Bytes a(2 * n + 8), b(a.size());
-    ulong la = 0, lb = 0;
-    ASSERT_EQ(ACompress::Comp_RLE(src.data(), n, a.data(), a.size(), la), 1);
-    ASSERT_EQ(tqbase::codec::Comp_RLEPlain(src.data(), n, b.data(), b.size(), lb), 1);
-    a.resize(la);
-    b.resize(lb);
-    ASSERT_EQ(a, b) << AsCode("src", src);
-    Bytes back(n);
-    ulong lback = 0;
-    ASSERT_EQ(ACompress::UnComp_RLE(a.data(), la, back.data(), n, lback), 1);
-    ASSERT_EQ(lback, n);
-    ASSERT_EQ(back, src) << AsCode("src", src);
-    if (n > 1) {  // one byte short of the line fails; exact size so the sanitizer sees an overrun
-      Bytes tight(n - 1);
-      ASSERT_EQ(ACompress::UnComp_RLE(a.data(), la, tight.data(), n - 1, lback), 0);
-    }
-    ASSERT_EQ(a[la - 2] != 0, true);  // always ends with a repeat record
-  }
-}
-
-TEST(ACompressRleRoundTrip, FastPathsMatchPlainOnes) {
-  std::mt19937 rng(23);
-  for (int iter = 0; iter < 3000; ++iter) {
-    const size_t n = 2 + rng() % (iter % 10 == 0 ? 5000 : 200);
-    const unsigned mean = 1 + rng() % 100;
-    Bytes one = tqtest::MakeLine(rng, n, iter % 2 ? 1 : 255, mean);  // non-zero counts as 1
-    Bytes a(n + 64), b(n + 64);
-    ulong la = 0, lb = 0;
-    ASSERT_EQ(ACompress::Pack1(one.data(), n, a.data(), a.size(), la), 1);
-    ASSERT_EQ(tqbase::codec::Pack1Plain(one.data(), n, b.data(), b.size(), lb), 1);
-    ASSERT_EQ(Bytes(a.begin(), a.begin() + la), Bytes(b.begin(), b.begin() + lb)) << AsCode("line", one);
-    Bytes da(n, 0xEE), db(n, 0xEE);
-    ASSERT_EQ(ACompress::UnPack1(a.data(), la, n, da.data()), 1);
-    ASSERT_EQ(tqbase::codec::UnPack1Plain(a.data(), la, n, db.data()), 1);
-    ASSERT_EQ(da, db);
-    for (size_t i = 0; i < n; ++i) ASSERT_EQ(da[i], one[i] != 0);
-
-    const Bytes eight = tqtest::MakeLine(rng, n, 255, mean);
-    Bytes e1(2 * n + 8), e2(2 * n + 8);
-    ASSERT_EQ(ACompress::Comp_RLE8(eight.data(), n, e1.data(), e1.size(), la), 1);
-    ASSERT_EQ(tqbase::codec::Comp_RLE8Plain(eight.data(), n, e2.data(), e2.size(), lb), 1);
-    ASSERT_EQ(Bytes(e1.begin(), e1.begin() + la), Bytes(e2.begin(), e2.begin() + lb)) << AsCode("line", eight);
   }
 }
 
@@ -281,36 +258,13 @@ TEST(ACompressRleRoundTrip, DecodersMatchTheirPlainReferences) {
   tqbase::codec::SetRleDecodeWidth(saved);
 }
 
-// The 24-bit encoder measures runs with vector compares of each byte against
-// the one a pixel later; against records built pixel by pixel, on lines
-// whose neighbouring pixels often differ in one byte only.
-TEST(ACompressRleRoundTrip, TwentyFourBitEncoderMatchesAPixelByPixelModel) {
-  std::mt19937 rng(38);
-  for (int iter = 0; iter < 1500; ++iter) {
-    const unsigned means[] = {1, 2, 5, 17, 300, 700};
-    const size_t pixels = 1 + rng() % (iter % 6 == 0 ? 3000 : 200);
-    Bytes line = LineFor(rng, 24, pixels, means[iter % 6]);
-    for (size_t q = 1; q < pixels; ++q)  // one byte off its neighbour
-      if (rng() % 9 == 0) line[3 * q + rng() % 3] ^= (unsigned char)(1 + rng() % 255);
-    Bytes model;
-    for (size_t q = 0; q < pixels;) {
-      size_t len = 1;
-      while (q + len < pixels && std::equal(&line[3 * q], &line[3 * q] + 3, &line[3 * (q + len)]) && len < 255)
-        ++len;
-      model.push_back((unsigned char)len);
-      model.insert(model.end(), &line[3 * q], &line[3 * q] + 3);
-      q += len;
-    }
-    ASSERT_EQ(Encode(24, line), model) << AsCode("line", line);
-  }
-}
-
 // ---------------------------------------------------------------------------
 // Capacity rules at their boundaries
 
 // The general encoder copies literal stretches in bulk; at every capacity
 // from 1 to beyond the stream's length it must stop where the byte-wise
-// writer stops, with the same bytes written and the same dstLen.
+// writer stops, with the same bytes written and the same dstLen. Its
+// stream decodes back, into no less than the line's length.
 TEST(ACompressRleCapacity, GeneralEncoderFailsWhereThePlainOneDoes) {
   std::mt19937 rng(36);
   for (int iter = 0; iter < 400; ++iter) {
@@ -319,9 +273,15 @@ TEST(ACompressRleCapacity, GeneralEncoderFailsWhereThePlainOneDoes) {
     Bytes src = tqtest::MakeLine(rng, n, iter % 4 ? 255 : 3, means[iter % 5]);
     if (iter % 9 == 0)  // long literal stretches broken by single pairs
       for (size_t k = 0; k < n; ++k) src[k] = (unsigned char)(k % 251 == 250 ? src[k ? k - 1 : 0] : k * 7 + 1);
-    ulong full = 0;
-    Bytes a(2 * n + 8, 0xEE);
+    ulong full = 0, lback = 0;
+    Bytes a(2 * n + 8, 0xEE), back(n), tight(n - 1);  // exact sizes: the sanitizer sees overruns
     ASSERT_EQ(ACompress::Comp_RLE(src.data(), n, a.data(), a.size(), full), 1);
+    ASSERT_NE(a[full - 2], 0);  // always ends with a repeat record
+    ASSERT_EQ(ACompress::UnComp_RLE(a.data(), full, back.data(), n, lback), 1);
+    ASSERT_TRUE(lback == n && back == src) << AsCode("src", src);
+    if (n > 1) {
+      ASSERT_EQ(ACompress::UnComp_RLE(a.data(), full, tight.data(), n - 1, lback), 0);
+    }
     for (ulong cap = 1; cap <= full + 2; cap += (n > 300 && cap + 40 < full) ? 1 + rng() % 23 : 1) {
       Bytes x(cap, 0xEE), y(cap, 0xEE);
       ulong lx = 7, ly = 7;
@@ -464,34 +424,36 @@ TEST(ACompressRleWindow, EightBitSpanMustBeCoveredExactly) {
 // ---------------------------------------------------------------------------
 // Runs of the 1- and 2-bit formats
 
-TEST(ACompressRleRuns, UnPackSegReadsForwardAndFromTheMiddle) {
-  // A run of 1,000,000 ones at depth 1 takes 4 digits.
-  unsigned char buf[24] = {};
-  ulong written = 3;
-  ASSERT_EQ(ACompress::Pack_Value(1, 1000000, 1, buf, written), 1);
-  ASSERT_EQ(written, 7u);
-  buf[7] = 0x80;  // a literal after it
-  unsigned char v = 9;
-  ulong len = 0;
-  EXPECT_EQ(ACompress::UnPackSeg1(buf, 3, 0, v, len, 1), 4u);
-  EXPECT_EQ(v, 1);
-  EXPECT_EQ(len, 1000000u);
-  EXPECT_EQ(ACompress::UnPackSeg1(buf, 6, 3, v, len, 0), 4u);
-  EXPECT_EQ(len, 1000000u);
-  EXPECT_EQ(ACompress::UnPackSeg1(buf, 6, 1, v, len, 0), 2u);  // stepped back only 1 byte
-  EXPECT_EQ(ACompress::UnPackSeg1(buf, 7, 3, v, len, 0), 0u);  // literal
-  // Depth 2: value 2, 5-bit digits.
-  unsigned char b2[16] = {};
-  written = 0;
-  ASSERT_EQ(ACompress::Pack_Value(2, 33, 2, b2, written), 1);
-  EXPECT_EQ(Bytes(b2, b2 + written), (Bytes{0x41, 0x41}));
-  b2[2] = 0x80;
-  EXPECT_EQ(ACompress::UnPackSeg2(b2, 1, 5, v, len, 0), 2u);
-  EXPECT_EQ(v, 2);
-  EXPECT_EQ(len, 33u);
-}
-
-TEST(ACompressRleRuns, PackValueDigitLimits) {
+// A run written by Pack_Value reads back through UnPackSeg forward from its
+// first byte and backward from any of its digits (behind a literal byte,
+// where the step back stops); the literal itself is no run.
+TEST(ACompressRleRuns, RunDigitsRoundTrip) {
+  std::mt19937 rng(25);
+  for (int iter = 0; iter < 4000; ++iter) {
+    const int depth = 1 + iter % 2;
+    const unsigned char value = (unsigned char)(rng() % (depth == 1 ? 2 : 4));
+    const ulong length = 1 + (rng() >> (rng() % 32));
+    unsigned char buf[24] = {0x80, 0x80};
+    ulong end = 2;
+    ASSERT_EQ(ACompress::Pack_Value(value, length, depth, buf, end), 1);
+    buf[end] = 0x80;
+    const ulong digits = end - 2, k = rng() % digits;
+    unsigned char v = 9;
+    ulong len = 0;
+    auto seg = [&](ulong pos, ulong span, int forward) {
+      return depth == 1 ? ACompress::UnPackSeg1(buf, pos, span, v, len, forward)
+                        : ACompress::UnPackSeg2(buf, pos, span, v, len, forward);
+    };
+    const std::string where = "depth " + std::to_string(depth) + " value " + std::to_string(value) + " length " +
+                              std::to_string(length) + " digit " + std::to_string(k);
+    ASSERT_EQ(seg(2, 0, 1), digits) << where;
+    ASSERT_TRUE(v == value && len == length) << where;
+    v = 9;
+    ASSERT_EQ(seg(2 + k, k + rng() % 3, 0), digits) << where;
+    ASSERT_TRUE(v == value && len == length) << where;
+    ASSERT_EQ(seg(end, 2, 0), 0u) << where;
+  }
+  // Lengths beyond the digits a run can have are refused; 0 writes nothing.
   unsigned char buf[16];
   ulong w = 0;
   EXPECT_EQ(ACompress::Pack_Value(1, 0, 1, buf, w), 1);
@@ -501,11 +463,8 @@ TEST(ACompressRleRuns, PackValueDigitLimits) {
     w = 0;
     EXPECT_EQ(ACompress::Pack_Value(0, (1ul << 60) - 1, 1, buf, w), 1);
     EXPECT_EQ(w, 10u);
-    EXPECT_EQ(ACompress::Pack_Value(0, 1ul << 60, 1, buf, w), 0);
-    w = 0;
-    EXPECT_EQ(ACompress::Pack_Value(3, (1ul << 55) - 1, 2, buf, w), 1);
-    EXPECT_EQ(w, 11u);
-    EXPECT_EQ(ACompress::Pack_Value(3, 1ul << 55, 2, buf, w), 0);
+    EXPECT_EQ(ACompress::Pack_Value(0, 1ul << 60, 1, buf, w = 0), 0);
+    EXPECT_EQ(ACompress::Pack_Value(3, 1ul << 55, 2, buf, w = 0), 0);
   }
 }
 

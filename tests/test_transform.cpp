@@ -1,7 +1,8 @@
 // test_transform.cpp - TransMatrix and ATransform against explicit 3x3
 // matrix algebra: composition order, the elementary transforms, both
 // inverses, forward and backward maps with pixel rounding, the frame
-// conversions and the factorisation into scale, move and rotate.
+// conversions' round trips and the factorisation into scale, move and
+// rotate.
 #include <tqbase/tqbase.h>
 
 #include "test_support.h"
@@ -60,29 +61,21 @@ void Apply(const M3& m, double& x, double& y) {
   y = ox * m[1] + y * m[4] + m[7];
 }
 
-// The worked examples: a later operation acts last; a reflection angle
-// outside [0, pi) means a half turn instead; the diagonal mirror swaps
-// coordinates and is an involution.
-TEST(Transform, ElementaryExamples) {
-  ATransform later, quarter, mirror, pi, negative, diagonal;
-  later.Translation(10, 0);
-  later.Scaling(2, 2, 0, 0);
-  quarter.Rotate(kPi / 2, 0, 0);
-  mirror.Reflection(0, 0, 5);
+// The reflection's odd rules (the random chains use angles in [0, pi)): an
+// angle outside [0, pi) means a half turn about the centre instead, and the
+// diagonal mirror swaps coordinates and is an involution.
+TEST(Transform, ReflectionOutsideItsRange) {
+  ATransform pi, negative, diagonal;
   pi.Reflection(kPi, 0, 5);
   negative.Reflection(-0.3, 1, 1);
   diagonal.Reflection(kPi / 4, 0, 0);
-  struct Case {
-    ATransform* t;
-    double x, y, ex, ey, tol;
-  } cases[] = {{&later, 0, 0, 20, 0, 1e-15},    {&quarter, 1, 0, 0, 1, 1e-15},   {&mirror, 3, 7, 3, 3, 1e-12},
-               {&pi, 3, 7, -3, 3, 1e-12},       {&negative, 2, 3, 0, -1, 1e-12}, {&diagonal, 2, 5, 5, 2, 1e-12}};
-  for (const Case& c : cases) {
-    double x = c.x, y = c.y;
-    c.t->CalcPoint(x, y);
-    EXPECT_NEAR(x, c.ex, c.tol) << "case " << &c - cases;
-    EXPECT_NEAR(y, c.ey, c.tol) << "case " << &c - cases;
-  }
+  double x = 3, y = 7, u = 2, v = 3, p = 2, q = 5;
+  pi.CalcPoint(x, y);
+  negative.CalcPoint(u, v);
+  diagonal.CalcPoint(p, q);
+  EXPECT_TRUE(std::fabs(x + 3) < 1e-12 && std::fabs(y - 3) < 1e-12) << x << "," << y;
+  EXPECT_TRUE(std::fabs(u) < 1e-12 && std::fabs(v + 1) < 1e-12) << u << "," << v;
+  EXPECT_TRUE(std::fabs(p - 5) < 1e-12 && std::fabs(q - 2) < 1e-12) << p << "," << q;
   EXPECT_TRUE((diagonal * diagonal).GetMatrix().IdentityMatrix());
 }
 
@@ -143,36 +136,27 @@ TEST(Transform, RandomChainsMatchMatrixAlgebra) {
   }
 }
 
+// Every product form agrees with the matrix algebra; a product with itself
+// as an argument asserts and still computes the right product.
 TEST(Transform, ProductsAndOperators) {
   ATransform a, b;
   a.Rotate(0.3, 1, 2);
   a.Translation(4, -1);
   b.Scaling(2, 3, -1, 0);
   b.Shear(0.2, 0.1, 0, 0);
-  M3 expect = Mul(FromT(a), FromT(b));
+  const M3 expect = Mul(FromT(a), FromT(b)), square = Mul(FromT(a), FromT(a));
   ExpectNear(FromT(a * b), expect, 1e-12, "a*b");
   ExpectNear(FromT(a * b.GetMatrix()), expect, 1e-12, "a*TransMatrix");
   ExpectNear(FromT(a.GetMatrix() * b), expect, 1e-12, "TransMatrix*b");
-  ATransform out;
+  ATransform out, c = a;
   ATransform::MultMatrix(out, a, b);
-  ExpectNear(FromT(out), expect, 1e-12, "static MultMatrix");
-  ATransform c = a;
   c.MultMatrix(b);
-  EXPECT_TRUE(c == out);
-  EXPECT_FALSE(c != out);
-}
-
-TEST(Transform, MultMatrixAliasingAsserts) {
+  EXPECT_TRUE(c == out && !(c != out));
+  ExpectNear(FromT(out), expect, 1e-12, "static MultMatrix");
   tqtest::HookCapture hooks;
-  ATransform a;
-  a.Scaling(2, 3, 0, 0);
-  a.Translation(1, 1);
-  M3 sq = Mul(FromT(a), FromT(a));
   a.MultMatrix(a);
   EXPECT_EQ(hooks.Assertions(), 1);
-  ExpectNear(FromT(a), sq, 1e-12, "self product");
-  ATransform b;
-  b.Translation(1, 0);
+  ExpectNear(FromT(a), square, 1e-12, "self product");
   ATransform::MultMatrix(b, b, a);
   EXPECT_GE(hooks.Assertions(), 2);
 }
@@ -308,15 +292,14 @@ TEST(Transform, GroupedPointsStopAtBadCount) {
 
 TEST(Transform, MatrixPredicatesAndOffsets) {
   TransMatrix m;
-  EXPECT_TRUE(m.IdentityMatrix());
   m.dx = 5e-11;
   EXPECT_TRUE(m.IdentityMatrix());
-  m.dx = 1e-10;
+  m.dx = 1e-10;  // the tolerance is strict
   EXPECT_FALSE(m.IdentityMatrix());
   EXPECT_TRUE(m.OnlyScaleOffset());
   m.m21 = 0.1;
   EXPECT_FALSE(m.OnlyScaleOffset());
-
+  // OnlyOffset: -1 for the same matrix, 1 and the offset for a move, 0 else.
   ATransform t;
   t.Rotate(0.4, 1, 1);
   t.Translation(3, 4);
@@ -327,10 +310,9 @@ TEST(Transform, MatrixPredicatesAndOffsets) {
   moved.dx += 1;
   EXPECT_EQ(t.GetMatrix().OnlyOffset(moved, &off), 1);
   EXPECT_TRUE(off == POINTD(-1, 0));
-  EXPECT_EQ(t.GetMatrix().OnlyOffset(moved, nullptr), 1);
   ATransform scaled = t;
   scaled.Scaling(2, 2, 0, 0);
-  EXPECT_EQ(t.GetMatrix().OnlyOffset(scaled.GetMatrix(), &off), 0);
+  EXPECT_EQ(t.GetMatrix().OnlyOffset(scaled.GetMatrix(), nullptr), 0);
 }
 
 TEST(Transform, ArraysAndXformRoundTrip) {
@@ -378,16 +360,11 @@ TEST(Transform, GaussJordanInverse) {
   ATransform t;
   t.Rotate(0.9, 3, -2);
   t.Scaling(2, -0.5, 1, 1);
-  double m3[9];
-  t.GetMatrix().GetTransMatrix(m3);
-  ASSERT_TRUE(TransMatrix::InverseMatrix(m3, 3));
+  M3 m3 = FromT(t);
+  ASSERT_TRUE(TransMatrix::InverseMatrix(m3.data(), 3));
   TransMatrix inv2 = t.GetMatrix();
   ASSERT_TRUE(inv2.InverseMatrix());
-  EXPECT_NEAR(m3[0], inv2.m11, 1e-12);
-  EXPECT_NEAR(m3[3], inv2.m21, 1e-12);
-  EXPECT_NEAR(m3[6], inv2.dx, 1e-12);
-  EXPECT_NEAR(m3[7], inv2.dy, 1e-12);
-  EXPECT_NEAR(m3[8], 1.0, 1e-12);
+  ExpectNear(m3, FromT(ATransform(inv2)), 1e-12, "3x3 against 2-D inverse");
 }
 
 TEST(Transform, GaussJordanRefusesSingularAndBadArguments) {
@@ -431,48 +408,44 @@ TEST(Transform, FrameTransforms) {
   EXPECT_DOUBLE_EQ(h0.GetMatrix().m11, 0.25);
 }
 
-TEST(Transform, FrameConversionsFollowTheirFormulas) {
+// The conversions against each other: each "to" has its "back", the
+// two-step conversions are their one-step halves in turn, and every form
+// may take the object itself as its argument.
+TEST(Transform, FrameConversionsRoundTripAndCompose) {
   ATransform a;
   a.Rotate(0.5, 10, 20);
   a.Scaling(1.5, 0.75, 3, 4);
   a.Translation(7, -9);
-  POINT origin = {31, -17};
-  DWORD res = MAKELONG(254, 720);
-  ATransform mf, mv;
-  mf.IdentityFView(res, &origin);
-  mv.IdentityVFlower(res, &origin);
-  TransMatrix mfi = mf.GetMatrix(), mvi = mv.GetMatrix();
-  ASSERT_TRUE(mfi.InverseMatrix());
-  ASSERT_TRUE(mvi.InverseMatrix());
-  M3 A = FromT(a), F = FromT(mf), V = FromT(mv), Fi = FromT(ATransform(mfi)), Vi = FromT(ATransform(mvi));
-  struct Case {
-    void (ATransform::*fn)(const ATransform&, DWORD, const POINT*);
-    M3 expect;
-    const char* name;
-  } cases[] = {
-      {&ATransform::FFlowerToVView, Mul(Mul(Fi, A), F), "FFlowerToVView"},
-      {&ATransform::FFlowerToFView, Mul(A, F), "FFlowerToFView"},
-      {&ATransform::FViewToFFlower, Mul(A, Fi), "FViewToFFlower"},
-      {&ATransform::FViewToVView, Mul(Fi, A), "FViewToVView"},
-      {&ATransform::VViewToFFlower, Mul(Mul(Vi, A), V), "VViewToFFlower"},
-      {&ATransform::VViewToVFlower, Mul(A, V), "VViewToVFlower"},
-      {&ATransform::VFlowerToVView, Mul(A, Vi), "VFlowerToVView"},
-      {&ATransform::VFlowerToFFlower, Mul(Vi, A), "VFlowerToFFlower"},
-  };
-  for (const Case& c : cases) {
+  const POINT origin = {31, -17};
+  const DWORD res = MAKELONG(254, 720);
+  typedef void (ATransform::*Conv)(const ATransform&, DWORD, const POINT*);
+  auto conv = [&](Conv fn, const ATransform& in) {
     ATransform out;
-    (out.*c.fn)(a, res, &origin);
-    ExpectNear(FromT(out), c.expect, 1e-9, c.name);
-    // The argument may be the object itself.
-    ATransform self = a;
-    (self.*c.fn)(self, res, &origin);
-    ExpectNear(FromT(self), c.expect, 1e-9, std::string(c.name) + " in place");
-  }
-  // Flower to view and back is the identity round trip.
-  ATransform there, back;
-  there.FFlowerToFView(a, res, &origin);
-  back.FViewToFFlower(there, res, &origin);
-  EXPECT_TRUE(back == a);
+    (out.*fn)(in, res, &origin);
+    ATransform self = in;  // in place
+    (self.*fn)(self, res, &origin);
+    ExpectNear(FromT(self), FromT(out), 1e-12, "in place");
+    return out;
+  };
+  ExpectNear(FromT(conv(&ATransform::FViewToFFlower, conv(&ATransform::FFlowerToFView, a))), FromT(a), 1e-9,
+             "F flower -> F view -> F flower");
+  ExpectNear(FromT(conv(&ATransform::VFlowerToVView, conv(&ATransform::VViewToVFlower, a))), FromT(a), 1e-9,
+             "V view -> V flower -> V view");
+  ExpectNear(FromT(conv(&ATransform::FFlowerToVView, a)),
+             FromT(conv(&ATransform::FViewToVView, conv(&ATransform::FFlowerToFView, a))), 1e-9, "F flower -> V view");
+  ExpectNear(FromT(conv(&ATransform::VViewToFFlower, a)),
+             FromT(conv(&ATransform::VFlowerToFFlower, conv(&ATransform::VViewToVFlower, a))), 1e-9,
+             "V view -> F flower");
+  // A point mapped by the converted transform is the frame's image of the
+  // point mapped by a.
+  ATransform frame, there = conv(&ATransform::FFlowerToFView, a);
+  frame.IdentityFView(res, &origin);
+  double x = 3, y = -4, fx = 3, fy = -4;
+  there.CalcPoint(x, y);
+  a.CalcPoint(fx, fy);
+  frame.CalcPoint(fx, fy);
+  EXPECT_NEAR(x, fx, 1e-9);
+  EXPECT_NEAR(y, fy, 1e-9);
 }
 
 void ExpectFactorsReproduce(const ATransform& t, const POINTD& p1, const POINTD& p2) {
@@ -545,26 +518,23 @@ TEST(Transform, ResolutionQuarterTurnFormAsserts) {
   EXPECT_EQ(r.GetMatrix().m12, 1);   // s = 1
 }
 
+// The source forms load the source and then apply the operation.
 TEST(Transform, SourceFormsLoadThenApply) {
-  ATransform src;
+  ATransform src, a, b, c, d, e;
+  src.Rotate(0.2, 1, 1);
   src.Translation(5, 5);
-  ATransform t;
-  t.Scaling(&src, 2, 2, 0, 0);
-  double x = 1, y = 0;
-  t.CalcPoint(x, y);
-  EXPECT_DOUBLE_EQ(x, 12);
-  ATransform u;
-  u.Rotate(src, kPi, 0, 0);
-  x = 0, y = 0;
-  u.CalcPoint(x, y);
-  EXPECT_NEAR(x, -5, 1e-12);
-  ATransform w;
-  w.Translation(src, 1, 1);
-  w.Shear(src, 0, 0, 0, 0);
-  w.Reflection(src, 0, 0, 0);
-  x = 0, y = 0;
-  w.CalcPoint(x, y);
-  EXPECT_NEAR(y, -5, 1e-12);
+  a.Scaling(&src, 2, 3, 1, 0);
+  b.Rotate(src, 0.7, 2, 0);
+  c.Translation(src, 1, -1);
+  d.Shear(src, 0.1, 0.2, 0, 1);
+  e.Reflection(src, 0.4, 3, 3);
+  ATransform wa = src, wb = src, wc = src, wd = src, we = src;
+  wa.Scaling(2, 3, 1, 0);
+  wb.Rotate(0.7, 2, 0);
+  wc.Translation(1, -1);
+  wd.Shear(0.1, 0.2, 0, 1);
+  we.Reflection(0.4, 3, 3);
+  EXPECT_TRUE(a == wa && b == wb && c == wc && d == wd && e == we);
 }
 
 }  // namespace

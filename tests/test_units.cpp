@@ -24,48 +24,8 @@ protected:
   AGFLAGS m_saved;
 };
 
-// The model: physical factors written out once, independently of the
-// library's switch statements. Index = unit; 0 and unknown units are
-// resolved by the caller.
-double ModelMMPerSizeUnit(int unit) {  // millimetres in one unit (not pixels)
-  switch (unit) {
-    case 2: return 0.01;
-    case 3: return 1.0;
-    case 4: return 10.0;
-    case 5: return 1000.0;
-    case 6: return 25.4;
-    default: return 0;  // pixels
-  }
-}
-double ModelDpmmPerResUnit(int unit) {  // dots per mm for one dot per unit-length
-  switch (unit) {
-    case 2: return 100.0;
-    case 3: return 1.0;
-    case 4: return 0.1;
-    case 5: return 0.001;
-    default: return 1 / 25.4;  // dots per inch
-  }
-}
-
 bool Close(double a, double b, double rel = 1e-12) {
   return std::fabs(a - b) <= rel * std::fmax(1.0, std::fmax(std::fabs(a), std::fabs(b)));
-}
-
-TEST_F(UnitsTest, DocumentedExamples) {
-  EXPECT_DOUBLE_EQ(ToDPI(1, 3), 25.4);
-  EXPECT_DOUBLE_EQ(ToDPMM(254, 1), 10.0);
-  EXPECT_EQ(ConvertRes(10, 3, 1, TRUE), 254.0);
-  EXPECT_DOUBLE_EQ(ToPIXEL(1, 300, 1, 6), 300.0);
-  EXPECT_DOUBLE_EQ(ToPIXEL(25.4, 300, 1, 3), 300.0);
-  EXPECT_TRUE(EqualDPI(300, 300.9));
-  EXPECT_FALSE(EqualDPI(300, 301));
-  EXPECT_TRUE(EqualNDPI(300.4, 299.6));
-  EXPECT_TRUE(IsValidRes(20000, 1));
-  EXPECT_FALSE(IsValidRes(20000.5, 1));
-  EXPECT_EQ(RightRes(0.5, 1), 1.0);
-  EXPECT_EQ(AnxFloatToInt(-2.5, TRUE), -3);
-  EXPECT_EQ(AnxFloatToInt(2.9999999999, FALSE), 3);
-  EXPECT_EQ(AnxFloatToDWORD(-1, TRUE), 0u);
 }
 
 TEST_F(UnitsTest, PixelFallbackResolution) {
@@ -78,11 +38,11 @@ TEST_F(UnitsTest, PixelFallbackResolution) {
   g_Flags.dDefRes = 254;
   EXPECT_DOUBLE_EQ(ToMM(100, 0, 3, 1), 10.0);
   EXPECT_DOUBLE_EQ(ToINCH(254, 0, 3, 1), 1.0);
-  // The system's own inch divisors for 0.01 mm, cm and m.
-  EXPECT_DOUBLE_EQ(ToINCH(0.254, 0, 3, 2), 1.0);
-  EXPECT_DOUBLE_EQ(ToINCH(254, 0, 3, 4), 1.0);
-  EXPECT_DOUBLE_EQ(ToINCH(25400, 0, 3, 5), 1.0);
   EXPECT_EQ(ToNPIXEL(1, 0, 5, 6), 254);
+  // Pixels to inches go through whole dots per inch: 11.8 dpmm is 299.72
+  // dpi, taken as 300.
+  EXPECT_DOUBLE_EQ(ToINCH(300, 11.8, 3, 1), 1.0);
+  EXPECT_DOUBLE_EQ(ToMM(300, 11.8, 3, 1), 300 / 11.8);
 }
 
 TEST_F(UnitsTest, DefaultUnitsComeFromTheFlags) {
@@ -128,39 +88,27 @@ TEST_F(UnitsTest, UnknownUnitsTakeTheDefaultRow) {
   }
 }
 
-// Every conversion against the model, on seeded random values, units and
-// resolutions (resolutions kept whole in dots per inch where pixels meet
-// inches, since that path rounds the resolution by design).
-TEST_F(UnitsTest, ConversionsAgreeWithModel) {
-  std::mt19937 rng(20120508);
-  std::uniform_real_distribution<double> val(-1e5, 1e5);
-  std::uniform_real_distribution<double> resv(0.5, 5000);
-  for (int iter = 0; iter < 20000; ++iter) {
-    int ru = 1 + (int)(rng() % 5), su = 1 + (int)(rng() % 6), tu = 1 + (int)(rng() % 6);
-    double v = val(rng), res = resv(rng);
-    if (ru == 1) res = std::floor(res) + 1;
-    double dpmm = res * ModelDpmmPerResUnit(ru);
-    double mm = su == 1 ? v / dpmm : v * ModelMMPerSizeUnit(su);
-    double expectMM = mm;
-    double dpi = dpmm * 25.4, wholeDpi = std::floor(dpi + 0.5);
-    // Inches from 0.01 mm, cm and m use the system's own divisors.
-    double expectInch = su == 1   ? v / (wholeDpi != 0 ? wholeDpi : dpi)
-                        : su == 2 ? v / 0.254
-                        : su == 4 ? v / 254.0
-                        : su == 5 ? v / 25400.0
-                                  : mm / 25.4;
-    double expectPx = mm * dpmm;
-    double expectTarget = tu == 1 ? expectPx : (tu == 6 ? expectInch : mm / ModelMMPerSizeUnit(tu));
-    double gotMM = ToMM(v, res, ru, su), gotInch = ToINCH(v, res, ru, su), gotPx = ToPIXEL(v, res, ru, su);
-    double gotTarget = ConvertSize(v, su, tu, res, ru, FALSE);
-    bool ok = Close(gotMM, expectMM) && Close(gotPx, expectPx) && Close(gotTarget, expectTarget) &&
-              Close(gotInch, expectInch);
-    ASSERT_TRUE(ok) << "repro: ToMM(" << std::hexfloat << v << ", " << res << ", " << ru << ", " << su
-                    << ") / ToINCH / ToPIXEL / ConvertSize(v, " << su << ", " << tu << ", res, " << ru
-                    << ")  got " << std::defaultfloat << gotMM << " " << gotInch << " " << gotPx << " "
-                    << gotTarget << "  expected " << expectMM << " " << expectInch << " " << expectPx << " "
-                    << expectTarget;
+// One length and one resolution written in every unit, as physical facts:
+// every conversion between two units takes one to the other.
+TEST_F(UnitsTest, ConversionsBetweenEveryPairOfUnits) {
+  const double inch[] = {0, 300, 2540, 25.4, 2.54, 0.0254, 1};  // pixels at 300 dpi
+  const double dpi300[] = {0, 300, 300 / 2540.0, 300 / 25.4, 300 / 2.54, 300 / 0.0254};
+  for (int a = 1; a <= 5; ++a)
+    for (int b = 1; b <= 5; ++b) {
+      EXPECT_TRUE(Close(ConvertRes(dpi300[a], a, b, FALSE), dpi300[b])) << a << " -> " << b;
+      EXPECT_TRUE(Close(ConvertSize(inch[a], a, b, dpi300[3], 3, FALSE), inch[b])) << a << " -> " << b;
+    }
+  for (int a = 1; a <= 6; ++a) {
+    EXPECT_TRUE(Close(ToMM(inch[a], 300, 1, a), 25.4)) << a;
+    EXPECT_TRUE(Close(ToPIXEL(inch[a], dpi300[a <= 5 ? a : 1], a <= 5 ? a : 1, a), 300)) << a;
   }
+  // ToINCH: millimetres, pixels and inches by the physical ratio; 0.01 mm,
+  // centimetres and metres by its own fixed divisors.
+  for (int a : {1, 3, 6}) EXPECT_TRUE(Close(ToINCH(inch[a], 300, 1, a), 1)) << a;
+  EXPECT_DOUBLE_EQ(ToINCH(0.254, 300, 1, 2), 1.0);
+  EXPECT_DOUBLE_EQ(ToINCH(254, 300, 1, 4), 1.0);
+  EXPECT_DOUBLE_EQ(ToINCH(25400, 300, 1, 5), 1.0);
+  EXPECT_DOUBLE_EQ(ConvertSize(254, 4, 6, 300, 1), 1.0);
 }
 
 TEST_F(UnitsTest, RoundTrips) {
@@ -181,31 +129,23 @@ TEST_F(UnitsTest, RoundTrips) {
     ASSERT_TRUE(Close(s2, v)) << "repro: ConvertSize(ConvertSize(" << std::hexfloat << v << ", " << su << ", "
                               << tu << ", " << res << ", 1, FALSE), " << tu << ", " << su << ", res, 1, FALSE)";
   }
-  // Whole-number forms round.
+  // Whole-number forms round: 10 mm at 300 dpi is 118.11 pixels.
   EXPECT_EQ(ConvertSize(10, 3, 1, 300, 1, TRUE), 118.0);
-  EXPECT_EQ(ToNDPI(11.8, 3), 300);
-  EXPECT_EQ(ConvertRes(11.8, 3, 1, FALSE), 11.8 * 25.4);
+  EXPECT_EQ(ConvertRes(10, 3, 1, TRUE), 254.0);
 }
 
 TEST_F(UnitsTest, ResolutionRangeBoundaries) {
   const double lo = (double)TQ_MIN_DPMM, hi = (double)TQ_MAX_DPMM;
-  EXPECT_TRUE(IsValidRes(1, 1));
-  EXPECT_FALSE(IsValidRes(std::nextafter(1.0, 0.0), 1));
-  EXPECT_FALSE(IsValidRes(0, 3));
-  EXPECT_FALSE(IsValidRes(-1, 1));
-  EXPECT_FALSE(IsValidRes(NAN, 3));
-  EXPECT_TRUE(IsValidRes(lo, 3));
-  EXPECT_TRUE(IsValidRes(hi, 3));
-  EXPECT_FALSE(IsValidRes(std::nextafter(lo, 0.0), 3));
-  EXPECT_FALSE(IsValidRes(std::nextafter(hi, 1e9), 3));
-  EXPECT_TRUE(IsValidRes(1.0, 3));
-  EXPECT_TRUE(IsValidRes(7.87, 2));   // 787 dots per millimetre
-  EXPECT_FALSE(IsValidRes(7.88, 2));
+  struct { double v; int unit; bool valid; } cases[] = {
+      {1, 1, true},     {std::nextafter(1.0, 0.0), 1, false}, {20000, 1, true}, {20000.5, 1, false},
+      {0, 3, false},    {-1, 1, false},  {NAN, 3, false},     {lo, 3, true},    {hi, 3, true},
+      {std::nextafter(lo, 0.0), 3, false}, {std::nextafter(hi, 1e9), 3, false},
+      {7.87, 2, true},  {7.88, 2, false}};  // 787 and 788 dots per millimetre
+  for (auto c : cases) EXPECT_EQ(IsValidRes(c.v, c.unit) != 0, c.valid) << c.v << " in unit " << c.unit;
+  EXPECT_EQ(RightRes(0.5, 1), 1.0);
   EXPECT_EQ(RightRes(25000, 1), 20000.0);
   EXPECT_EQ(RightRes(NAN, 1), 1.0);
   EXPECT_EQ(RightRes(1000, 3), hi);
-  EXPECT_EQ(RightRes(0.001, 3), lo);
-  EXPECT_EQ(RightRes(12, 3), 12.0);
   EXPECT_EQ(RightRes(-3, 4), lo * 10);
   // Clamping a random value gives a value in range, and leaves values in
   // range alone.
@@ -225,15 +165,15 @@ TEST_F(UnitsTest, ResolutionRangeBoundaries) {
 
 TEST_F(UnitsTest, ResolutionEquality) {
   EXPECT_EQ(DefResPrecision(1), 1.0);
-  EXPECT_DOUBLE_EQ(DefResPrecision(2), (double)TQ_MIN_DPMM / 100);
-  EXPECT_DOUBLE_EQ(DefResPrecision(4), (double)TQ_MIN_DPMM * 10);
-  EXPECT_DOUBLE_EQ(DefResPrecision(5), (double)TQ_MIN_DPMM * 1000);
   const double tol = (double)TQ_MIN_DPMM;
   EXPECT_TRUE(EqualDPMM(10, 10 + tol));
   EXPECT_FALSE(EqualDPMM(10, 10 + tol * 1.001));
+  EXPECT_TRUE(EqualDPI(300, 300.9));
+  EXPECT_FALSE(EqualDPI(300, 301));
   // In every unit the tolerance is the same physical resolution.
   for (int u = 2; u <= 5; ++u) {
     double t = DefResPrecision(u);
+    EXPECT_DOUBLE_EQ(ToDPMM(t, u), tol) << u;
     EXPECT_TRUE(EqualRes(100, 100 + t * 0.999, u, FALSE)) << u;
     EXPECT_FALSE(EqualRes(100, 100 + t * 1.01, u, FALSE)) << u;
   }
@@ -246,7 +186,7 @@ TEST_F(UnitsTest, ResolutionEquality) {
 
 TEST(AnxNumbers, FloatToIntRoundsAwayFromZeroAndSaturates) {
   struct { double v; BOOL round; int i; DWORD u; } cases[] = {
-      {2.5, TRUE, 3, 3},          {2.4999, TRUE, 2, 2},          {-2.4, FALSE, -2, 0},
+      {2.5, TRUE, 3, 3},          {-2.5, TRUE, -3, 0},           {2.9999999999, FALSE, 3, 3},
       {-2.9999999999, FALSE, -3, 0}, {0.0, TRUE, 0, 0},           {1e20, FALSE, INT_MAX, 0xFFFFFFFFu},
       {-1e20, TRUE, INT_MIN, 0},  {2147483647.2, TRUE, INT_MAX, 2147483647u},
       {-2147483648.4, FALSE, INT_MIN, 0}, {NAN, TRUE, 0, 0},  {-0.4, TRUE, 0, 0}};
@@ -260,10 +200,9 @@ TEST(AnxNumbers, FloatToIntRoundsAwayFromZeroAndSaturates) {
 
 TEST(AnxNumbers, PrecisionString) {
   struct { double v; int digits; BOOL round; const char* text; } cases[] = {
-      {1.05, 2, TRUE, "1.05"},   {1.999, 2, TRUE, "2"},   {-0.5, 1, TRUE, "-0.5"},        {1.5, 2, TRUE, "1.50"},
-      {2.0, 3, TRUE, "2"},       {-1.25, 1, TRUE, "-1.3"}, {1.26, 1, FALSE, "1.2"},        {3.7, 0, TRUE, "4"},
-      {3.7, -2, FALSE, "3"},     {0.001, 3, TRUE, "0.001"}, {3e9, 2, TRUE, "3000000000"}, {NAN, 2, TRUE, "0"},
-      {0.123456789012, 10, TRUE, "0.1234567890"}, {0.123456789012, 15, TRUE, "0.1234567890"}};  // 10 at most
+      {1.05, 2, TRUE, "1.05"},  {1.999, 2, TRUE, "2"},     {-0.5, 1, TRUE, "-0.5"},      {1.5, 2, TRUE, "1.50"},
+      {1.26, 1, FALSE, "1.2"},  {3.7, -2, FALSE, "3"},     {3e9, 2, TRUE, "3000000000"}, {NAN, 2, TRUE, "0"},
+      {0.123456789012, 15, TRUE, "0.1234567890"}};  // 10 digits at most
   for (auto c : cases) EXPECT_STREQ(AnxFloatPrecisionString(c.v, c.digits, c.round), c.text) << c.v;
   EXPECT_EQ(AnxFloatPrecision(1.23456, 3, TRUE), 1.235);
   // Random values: at most `digits` decimals (exactly that many when there
@@ -284,26 +223,23 @@ TEST(AnxNumbers, PrecisionString) {
 }
 
 TEST(AnxNumbers, IntegerText) {
-  EXPECT_STREQ(AnxIntString(0), "0");
   EXPECT_STREQ(AnxIntString(-42), "-42");
-  EXPECT_STREQ(AnxIntString(1234567, 3), "1,234,567");
   EXPECT_STREQ(AnxIntString(-1234567, 3, '.'), "-1.234.567");
   EXPECT_STREQ(AnxIntString(123, 3), "123");
   EXPECT_STREQ(AnxIntString(INT_MIN, 3), "-2,147,483,648");
   EXPECT_STREQ(AnxIntString(123456, 4, ' '), "12 3456");
   EXPECT_STREQ(AnxDWORDString(4294967295u, 3), "4,294,967,295");
-  EXPECT_STREQ(AnxDWORDString(1000u), "1000");
 }
 
 TEST(AnxStrings, UnitNamesFromTheLibraryTable) {
   const char* res[] = {"", "DPI", "像素/丝米", "DPMM", "像素/厘米", "DPM"};
   const char* size[] = {"", "像素", "丝米", "毫米", "厘米", "米", "英寸"};
   char buf[64];
-  for (int u = 1; u <= 5; ++u) {
-    EXPECT_EQ(ResUnitString(buf, sizeof buf, u), (int)std::strlen(res[u]));
-    EXPECT_STREQ(buf, res[u]);
-  }
   for (int u = 1; u <= 6; ++u) {
+    if (u <= 5) {
+      EXPECT_EQ(ResUnitString(buf, sizeof buf, u), (int)std::strlen(res[u]));
+      EXPECT_STREQ(buf, res[u]);
+    }
     CString s;
     EXPECT_EQ(SizeUnitString(s, u), (int)std::strlen(size[u]));
     EXPECT_STREQ(s, size[u]);
@@ -314,14 +250,11 @@ TEST(AnxStrings, UnitNamesFromTheLibraryTable) {
   EXPECT_STREQ(small, "像素/");
   EXPECT_EQ(ResUnitString(small, 3, 2), 0);
   EXPECT_STREQ(small, "");
-  EXPECT_EQ(ResUnitString(small, 4, 1), 3);
-  EXPECT_STREQ(small, "DPI");
 }
 
 TEST(AnxStrings, LoadStringAndHostTables) {
   HINSTANCE self = tqGetModuleInstance();
   ASSERT_NE(self, nullptr);
-  EXPECT_STREQ(AnxLoadString(self, 22), "英寸");
   EXPECT_FALSE(AnxLoadString(self, 101).IsEmpty());
   EXPECT_TRUE(AnxLoadString(self, 4).IsEmpty());
   EXPECT_TRUE(AnxLoadString(nullptr, 22).IsEmpty());
@@ -337,7 +270,6 @@ TEST(AnxStrings, LoadStringAndHostTables) {
   EXPECT_TRUE(AnxRegisterStringTable(host, more, 2));
   EXPECT_STREQ(AnxLoadString(host, 1), "one");
   EXPECT_STREQ(AnxLoadString(host, 2), "zwei");
-  EXPECT_STREQ(AnxLoadString(host, 4), "vier");
   EXPECT_FALSE(AnxRegisterStringTable(host, more, -1));
   EXPECT_TRUE(AnxRegisterStringTable(host, nullptr, 0));
   EXPECT_TRUE(AnxLoadString(host, 1).IsEmpty());
@@ -362,45 +294,31 @@ TEST(AnxStrings, LoadStringAndHostTables) {
   EXPECT_STREQ(unit, "英寸");
 }
 
-namespace uihooks {
-std::string g_lastText;
-UINT g_lastType = 0;
-int Dialog(const char* text, UINT type) {
-  g_lastText = text;
-  g_lastType = type;
+std::string g_uiText;
+int DialogHook(const char* text, UINT type) {
+  g_uiText = std::string(text) + "/" + std::to_string(type);
   return 7;
 }
-void Status(const char* text) { g_lastText = std::string("status:") + text; }
-BOOL Map(HWND, HWND, POINT* pt) {
-  pt->x += 10;
-  return TRUE;
-}
-}  // namespace uihooks
+void StatusHook(const char* text) { g_uiText = std::string("status:") + text; }
+BOOL MapHook(HWND, HWND, POINT* pt) { return pt->x += 10, TRUE; }
 
 TEST(AnxStrings, UserInterfaceStandIns) {
   tqtest::HookCapture hooks;
   EXPECT_EQ(AnxDialogMsg("hello"), IDOK);  // default: to the trace
   EXPECT_NE(hooks.Trace().find("hello"), std::string::npos);
-
-  AnxSetDialogHandler(&uihooks::Dialog);
-  AnxSetStatusHandler(&uihooks::Status);
-  AnxSetMapPointHandler(&uihooks::Map);
+  AnxSetDialogHandler(&DialogHook);
+  AnxSetStatusHandler(&StatusHook);
+  AnxSetMapPointHandler(&MapHook);
   EXPECT_EQ(AnxDialogMsg(tqGetModuleInstance(), 9, MB_OK | MB_ICONERROR), 7);
-  EXPECT_EQ(uihooks::g_lastText, "DPI");
-  EXPECT_EQ(uihooks::g_lastType, (UINT)(MB_OK | MB_ICONERROR));
+  EXPECT_EQ(g_uiText, "DPI/" + std::to_string(MB_OK | MB_ICONERROR));
   AnxStatusMsg(tqGetModuleInstance(), 10);
-  EXPECT_EQ(uihooks::g_lastText, "status:DPMM");
-  AnxStatusMsg(nullptr);
-  EXPECT_EQ(uihooks::g_lastText, "status:");
+  EXPECT_EQ(g_uiText, "status:DPMM");
   POINT pt = {1, 2};
   EXPECT_TRUE(AnxMapPoint(nullptr, nullptr, pt));
   EXPECT_EQ(pt.x, 11);
-  EXPECT_EQ(AnxSetDialogHandler(nullptr), &uihooks::Dialog);
+  EXPECT_EQ(AnxSetDialogHandler(nullptr), &DialogHook);
   AnxSetStatusHandler(nullptr);
   AnxSetMapPointHandler(nullptr);
-  pt = {1, 2};
-  EXPECT_TRUE(AnxMapPoint(nullptr, nullptr, pt));
-  EXPECT_EQ(pt.x, 1);
 
   void* object = nullptr;  // pointer-aligned, as framework objects are
   EXPECT_TRUE(AnxValidObject(&object));
@@ -416,9 +334,7 @@ TEST_F(UnitsTest, UnitTrans) {
   EXPECT_EQ(t.dMM, -10.0);
   EXPECT_DOUBLE_EQ(t.dDPMM, 300 / 25.4);
   EXPECT_EQ(t.GetValue(1, 0, TRUE), -118.0);
-  EXPECT_EQ(t.GetValue(4, 2, FALSE), -1.0);
   EXPECT_EQ(t.GetValue(6, 3, FALSE), -0.394);
-  EXPECT_EQ(t.GetValue(2, 0, FALSE), -1000.0);
   // Signs are symmetric, also for pixels.
   CUnitTrans p, n;
   p.SetParams(1234, 11.8, 3, 1);
@@ -438,16 +354,25 @@ TEST_F(UnitsTest, UnitTrans) {
 
 // 1/12 steps by 2 above 1/11.1; 1e-9 has reciprocal 1e9: step 10000, then
 // the 1/20000 floor; 1e-11 is within 1e-10 of 0 and taken as 1 first.
-TEST(Zoom, ZoomInExamples) {
-  struct { double in, out; } cases[] = {{0, 2},   {1.5, 3},  {0.5, 1},        {0.25, 1.0 / 3},       {150, 100},
-                                        {-3, 2},  {NAN, 2},  {1.0 / 12, 0.1}, {1e-9, 1.0 / 20000}, {1e-11, 2}};
+// The stated steps and edges of the three zooms. In: 1/12 steps by 2 above
+// 1/11.1; 1e-9 has reciprocal 1e9: step 10000, then the 1/20000 floor;
+// 1e-11 is within 1e-10 of 0 and taken as 1 first. Out: 2.5 goes 2 -> 1;
+// 0.3 lies between 1/4 and 1/3 and steps out from 1/4; the smallest ratio
+// stays. Normal: the nearest ladder ratio.
+TEST(Zoom, StatedStepsAndEdges) {
+  void (*const in)(double&) = AnxZoomInRatio, (*const out)(double&) = AnxZoomOutRatio,
+                (*const normal)(double&) = AnxZoomNormalRatio;
+  struct { void (*fn)(double&); double from, to; } cases[] = {
+      {in, 0, 2},         {in, 1.5, 3},     {in, 0.5, 1},       {in, 0.25, 1.0 / 3}, {in, 150, 100},
+      {in, -3, 2},        {in, NAN, 2},     {in, 1.0 / 12, 0.1}, {in, 1e-9, 1.0 / 20000}, {in, 1e-11, 2},
+      {out, 2.5, 1},      {out, 1.5, 0.5},  {out, 0.3, 0.2},    {out, 500, 99},      {out, 0, 0.5},
+      {out, 1.0 / 20000, 1.0 / 20000},      {normal, 2.4, 2},   {normal, 2.5, 3},    {normal, 0.9, 1},
+      {normal, 0.3, 1.0 / 3}, {normal, 0.26, 0.25}, {normal, 1e9, 100}, {normal, 1e-9, 1.0 / 20000},
+      {normal, -1, 1},    {normal, NAN, 1}};
   for (auto c : cases) {
-    double r = c.in;
-    AnxZoomInRatio(r);
-    if (c.in == 1e-9)
-      EXPECT_DOUBLE_EQ(r, c.out);
-    else
-      EXPECT_EQ(r, c.out) << c.in;
+    double r = c.from;
+    c.fn(r);
+    EXPECT_DOUBLE_EQ(r, c.to) << (c.fn == in ? "in " : c.fn == out ? "out " : "normal ") << c.from;
   }
 }
 
@@ -484,51 +409,6 @@ TEST(Zoom, LadderValuesAreCanonical) {
     double again = r;
     AnxZoomNormalRatio(again);
     ASSERT_EQ(again, r) << n;
-  }
-}
-
-TEST(Zoom, WalksEndAtTheLimits) {
-  double r = 100;
-  int steps = 0;
-  while (steps < 1000) {
-    double before = r;
-    AnxZoomOutRatio(r);
-    if (r == before) break;
-    ASSERT_LT(r, before);
-    ++steps;
-  }
-  EXPECT_DOUBLE_EQ(r, 1.0 / 20000);
-  EXPECT_LT(steps, 200);
-  // Zooming in from the smallest ratio climbs back to 100 and stays there.
-  steps = 0;
-  while (r < 100 && steps < 1000) {
-    double before = r;
-    AnxZoomInRatio(r);
-    ASSERT_GT(r, before);
-    ++steps;
-  }
-  EXPECT_EQ(r, 100.0);
-  AnxZoomInRatio(r);
-  EXPECT_EQ(r, 100.0);
-}
-
-// 2.5 goes 2 -> 1; 0.3 lies between 1/4 and 1/3 and steps out from 1/4.
-TEST(Zoom, OffLadderRatiosSnapOutward) {
-  struct { double in, out; } cases[] = {{2.5, 1}, {1.5, 0.5}, {0.3, 0.2}, {500, 99}, {0, 0.5}};
-  for (auto c : cases) {
-    double r = c.in;
-    AnxZoomOutRatio(r);
-    EXPECT_EQ(r, c.out) << c.in;
-  }
-}
-
-TEST(Zoom, NormalPicksTheNearestLadderRatio) {
-  struct { double in, out; } cases[] = {{2.4, 2}, {2.5, 3}, {1.2, 1}, {0.9, 1}, {0.3, 1.0 / 3},
-                                        {0.26, 0.25}, {1e9, 100}, {1e-9, 1.0 / 20000}, {-1, 1}, {NAN, 1}};
-  for (auto c : cases) {
-    double r = c.in;
-    AnxZoomNormalRatio(r);
-    EXPECT_DOUBLE_EQ(r, c.out) << c.in;
   }
 }
 

@@ -1,6 +1,7 @@
 // test_winport.cpp - the platform vocabulary: record sizes, half-open
 // rectangle helpers against a brute-force point model, global blocks,
-// CArray and CString semantics that the library's callers depend on.
+// CArray and CString against std::vector and std::string models on random
+// operation sequences, their edges, and the checked size helpers.
 #include "test_support.h"
 #include "checked.h"
 
@@ -89,64 +90,189 @@ TEST(WinPort, GlobalBlocksKeepTheirHandleAcrossReAllocation) {
   EXPECT_EQ(GlobalLock(h), nullptr);
 }
 
-TEST(WinPort, CArrayFollowsMfcSemantics) {
-  CArray<int, int> a;
-  a.SetSize(3);
-  EXPECT_EQ(a[0] + a[1] + a[2], 0);  // value-initialised
-  EXPECT_EQ(a.Add(7), 3);
-  a.InsertAt(1, 5, 2);
-  EXPECT_EQ(a.GetSize(), 6);
-  EXPECT_EQ(a[1], 5);
-  EXPECT_EQ(a[2], 5);
-  a.RemoveAt(0, 3);
-  EXPECT_EQ(a.GetSize(), 3);
-  EXPECT_EQ(a[2], 7);
-  a.SetAtGrow(5, 9);
-  EXPECT_EQ(a.GetSize(), 6);
-  EXPECT_EQ(a.GetUpperBound(), 5);
-  CArray<int, int> b;
-  b.Copy(a);
-  b.Append(a);
-  EXPECT_EQ(b.GetSize(), 12);
-  b.InsertAt(0, &a);
-  EXPECT_EQ(b.GetSize(), 18);
-  b.RemoveAll();
-  EXPECT_EQ(b.GetData(), nullptr);
-
-  tqtest::HookCapture hooks;
-  (void)a.GetAt(6);  // out of range: assertion reported, not a crash in the check
-  EXPECT_EQ(hooks.Assertions(), 1);
+// CArray against std::vector on random operation sequences; every result
+// and the whole contents after every step. A failure prints the steps.
+TEST(WinPort, CArrayAgreesWithAVectorModel) {
+  std::mt19937 rng(17);
+  tqtest::HookCapture hooks;  // valid operations fire no assertion
+  for (int seq = 0; seq < 300; ++seq) {
+    CArray<int, int> a;
+    std::vector<int> m;
+    std::string steps;
+    for (int step = 0; step < 60; ++step) {
+      const int n = (int)m.size(), v = (int)(rng() % 1000), i = (int)(rng() % (unsigned)(n + 4));
+      const int at = n ? i % n : 0, c = 1 + (int)(rng() % 3), rc = (int)(rng() % (unsigned)(n - at + 1));
+      CArray<int, int> other;
+      std::vector<int> om((size_t)(rng() % 4), v);
+      for (int x : om) other.Add(x);
+      auto pad = [&](int k) { if (k > (int)m.size()) m.resize((size_t)k); };  // past the end: zeros first
+      const int op = (int)(rng() % 9);
+      steps += " " + std::to_string(op) + "(" + std::to_string(i) + "," + std::to_string(c) + ")";
+      switch (op) {
+        case 0: ASSERT_EQ(a.Add(v), n); m.push_back(v); break;
+        case 1: a.InsertAt(i, v, c); pad(i); m.insert(m.begin() + i, (size_t)c, v); break;
+        case 2: a.InsertAt(i, &other); pad(i); m.insert(m.begin() + i, om.begin(), om.end()); break;
+        case 3: a.RemoveAt(at, rc); m.erase(m.begin() + at, m.begin() + at + rc); break;
+        case 4: a.SetSize(i); m.resize((size_t)i); break;
+        case 5: a.SetAtGrow(i, v); pad(i + 1); m[(size_t)i] = v; break;
+        case 6: ASSERT_EQ(a.Append(other), n); m.insert(m.end(), om.begin(), om.end()); break;
+        case 7: a.Copy(other); m = om; break;
+        default:
+          if (n) {
+            a.SetAt(at, v);
+            a.ElementAt((at + 1) % n) += 1;
+            m[(size_t)at] = v;
+            m[(size_t)((at + 1) % n)] += 1;
+          }
+      }
+      ASSERT_EQ(a.vec(), m) << "seq " << seq << " ops(i,c):" << steps;
+      ASSERT_EQ(a.GetUpperBound(), a.GetSize() - 1);
+      ASSERT_EQ(a.GetData() == nullptr, m.empty());
+    }
+  }
+  EXPECT_EQ(hooks.Assertions(), 0);
 }
 
-TEST(WinPort, CStringFollowsMfcSemantics) {
+TEST(WinPort, CArrayMisuseAssertsAndKeepsTheArray) {
+  tqtest::HookCapture hooks;
+  CArray<int, int> a;
+  a.SetSize(3);
+  (void)a.GetAt(3);  // out of range: assertion reported, not a crash in the check
+  EXPECT_EQ(hooks.Assertions(), 1);
+  a.InsertAt(1, 9, 0);  // no elements to insert
+  EXPECT_EQ(hooks.Assertions(), 2);
+  EXPECT_EQ(a.GetSize(), 3);
+  a.SetSize(-1);  // a negative size asserts and empties
+  EXPECT_EQ(hooks.Assertions(), 3);
+  EXPECT_EQ(a.GetSize(), 0);
+  a.Copy(a);  // copying onto itself keeps it
+  a.Add(4);
+  a.Copy(a);
+  EXPECT_EQ(a.vec(), std::vector<int>{4});
+  a.RemoveAll();
+  EXPECT_EQ(a.GetData(), nullptr);
+}
+
+// Independent statements of the string operations' rules, on std::string.
+namespace model {
+std::string Left(const std::string& s, int n) { return n <= 0 ? "" : s.substr(0, (size_t)n); }
+std::string Right(const std::string& s, int n) {
+  return n <= 0 ? "" : (size_t)n >= s.size() ? s : s.substr(s.size() - (size_t)n);
+}
+std::string Mid(const std::string& s, int first, int count) {  // count < 0: to the end
+  first = std::max(first, 0);
+  if ((size_t)first >= s.size() || count == 0 || count < -1) return "";
+  return count == -1 ? s.substr((size_t)first) : s.substr((size_t)first, (size_t)count);
+}
+int Find(const std::string& s, const std::string& sub, int start) {
+  if (start > (int)s.size()) return -1;
+  size_t p = s.find(sub, (size_t)start);
+  return p == std::string::npos ? -1 : (int)p;
+}
+bool Space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f'; }
+std::string TrimLeft(std::string s, char ch, bool space) {
+  size_t k = 0;
+  while (k < s.size() && (space ? Space(s[k]) : s[k] == ch)) ++k;
+  return s.substr(k);
+}
+std::string TrimRight(std::string s, char ch, bool space) {
+  while (!s.empty() && (space ? Space(s.back()) : s.back() == ch)) s.pop_back();
+  return s;
+}
+}  // namespace model
+
+// CString against std::string on random short texts over a small alphabet,
+// with indices and counts out of range and negative.
+TEST(WinPort, CStringAgreesWithAStringModel) {
+  std::mt19937 rng(23);
+  const char alphabet[] = "abAB \t-x";
+  auto text = [&](size_t most) {
+    std::string t(rng() % (most + 1), ' ');
+    for (char& c : t) c = alphabet[rng() % (sizeof alphabet - 1)];
+    return t;
+  };
+  for (int iter = 0; iter < 5000; ++iter) {
+    const std::string m = text(12), sub = text(2), with = text(3);
+    const CString s(m.c_str());
+    const int n = (int)m.size(), i = (int)(rng() % (unsigned)(n + 5)) - 2, c = (int)(rng() % (unsigned)(n + 5)) - 2;
+    const char ch = alphabet[rng() % (sizeof alphabet - 1)];
+    const std::string where = "\"" + m + "\" i " + std::to_string(i) + " c " + std::to_string(c) + " ch '" + ch +
+                              "' sub \"" + sub + "\" with \"" + with + "\"";
+    ASSERT_EQ(s.Left(c).str(), model::Left(m, c)) << where;
+    ASSERT_EQ(s.Right(c).str(), model::Right(m, c)) << where;
+    ASSERT_EQ(s.Mid(i).str(), model::Mid(m, i, -1)) << where;
+    ASSERT_EQ(s.Mid(i, c).str(), model::Mid(m, i, c < 0 ? 0 : c)) << where;
+    if (i >= 0) {  // Find's start must not be negative
+      ASSERT_EQ(s.Find(ch, i), model::Find(m, std::string(1, ch), i)) << where;
+      ASSERT_EQ(s.Find(sub.c_str(), i), model::Find(m, sub, i)) << where;
+    }
+    const size_t r = m.rfind(ch);
+    ASSERT_EQ(s.ReverseFind(ch), r == std::string::npos ? -1 : (int)r) << where;
+
+    CString t = s;
+    std::string want, rest = m;  // Replace: every non-overlapping match, left to right
+    int hits = 0;
+    for (size_t p; !sub.empty() && (p = rest.find(sub)) != std::string::npos; ++hits)
+      want += rest.substr(0, p) + with, rest = rest.substr(p + sub.size());
+    want += rest;
+    ASSERT_EQ(t.Replace(sub.c_str(), with.c_str()), hits) << where;
+    ASSERT_EQ(t.str(), want) << where;
+    t = s;
+    std::string removed;
+    for (char x : m)
+      if (x != ch) removed += x;
+    ASSERT_EQ(t.Remove(ch), n - (int)removed.size()) << where;
+    ASSERT_EQ(t.str(), removed) << where;
+    t = s;  // Insert clamps the index into the text
+    std::string ins = m;
+    ins.insert((size_t)std::min(std::max(i, 0), n), with);
+    ASSERT_EQ(t.Insert(i, with.c_str()), (int)ins.size()) << where;
+    ASSERT_EQ(t.str(), ins) << where;
+    t = s;  // Delete ignores a start past the end and a count of 0 or less
+    std::string del = m;
+    if (c > 0 && std::max(i, 0) < n) del.erase((size_t)std::max(i, 0), (size_t)c);
+    ASSERT_EQ(t.Delete(i, c), (int)del.size()) << where;
+    ASSERT_EQ(t.str(), del) << where;
+
+    ASSERT_EQ(CString(s).Trim().str(), model::TrimLeft(model::TrimRight(m, 0, true), 0, true)) << where;
+    ASSERT_EQ(CString(s).TrimLeft(ch).str(), model::TrimLeft(m, ch, false)) << where;
+    ASSERT_EQ(CString(s).TrimRight(ch).str(), model::TrimRight(m, ch, false)) << where;
+    std::string up = m, low = m, lowWith = with;
+    for (char& x : up) x = (char)std::toupper((unsigned char)x);
+    for (char& x : low) x = (char)std::tolower((unsigned char)x);
+    for (char& x : lowWith) x = (char)std::tolower((unsigned char)x);
+    ASSERT_EQ(CString(s).MakeUpper().str(), up);
+    ASSERT_EQ(CString(s).MakeLower().str(), low);
+    const int cmp = s.CompareNoCase(CString(with.c_str()).MakeUpper()), mcmp = low.compare(lowWith);
+    ASSERT_EQ((cmp > 0) - (cmp < 0), (mcmp > 0) - (mcmp < 0)) << where;
+    CString f;
+    f.Format("%s|%d|%s", m.c_str(), i, with.c_str());
+    ASSERT_EQ(f.str(), m + "|" + std::to_string(i) + "|" + with);
+  }
+}
+
+TEST(WinPort, CStringBuffersAndEdges) {
   CString s;
   s.Format("%d-%s", 12, "ab");
-  EXPECT_STREQ(s, "12-ab");
   s.AppendFormat("%05.1f", 2.25);
   EXPECT_EQ(s, "12-ab002.2");
-  EXPECT_EQ(s.Left(2), "12");
-  EXPECT_EQ(s.Right(3), "2.2");
-  EXPECT_EQ(s.Mid(3, 2), "ab");
-  EXPECT_EQ(s.Mid(40), "");
-  EXPECT_EQ(s.Find('a'), 3);
-  EXPECT_EQ(s.Find("002"), 5);
-  EXPECT_EQ(s.ReverseFind('2'), 9);
-  EXPECT_EQ(s.Replace("2", "two"), 3);
-  EXPECT_EQ(s, "1two-ab00two.two");
-  CString t("  padded\t ");
-  EXPECT_EQ(t.Trim(), "padded");
-  EXPECT_EQ(CString("MiXeD").MakeLower(), "mixed");
-  EXPECT_EQ(CString("abc").CompareNoCase("ABC"), 0);
-  char* buf = t.GetBuffer(32);
-  std::strcpy(buf, "raw");
+  CString longText;  // beyond the formatter's first buffer
+  longText.Format("%s%s", std::string(600, 'x').c_str(), "end");
+  EXPECT_TRUE(longText.GetLength() == 603 && longText.Right(3) == "end");
+  CString t;
+  std::strcpy(t.GetBuffer(32), "raw");
   t.ReleaseBuffer();
   EXPECT_EQ(t.GetLength(), 3);
-  CString longText;
-  longText.Format("%s%s", std::string(600, 'x').c_str(), "end");
-  EXPECT_EQ(longText.GetLength(), 603);
+  t.GetBufferSetLength(2);
+  EXPECT_EQ(t, "ra");
   EXPECT_EQ(CString("宋体").GetLength(), 6);  // UTF-8 bytes
-  CString nullText((const char*)nullptr);
-  EXPECT_TRUE(nullText.IsEmpty());
+  EXPECT_TRUE(CString((const char*)nullptr).IsEmpty() && CString("abc", -1).IsEmpty());
+  EXPECT_EQ(s.Replace("", "x"), 0);  // an empty pattern replaces nothing
+  EXPECT_EQ(s.Find((const char*)nullptr), -1);
+  CString empty;
+  EXPECT_EQ(empty.Find(""), 0);
+  empty.Format(nullptr);
+  EXPECT_TRUE(empty.IsEmpty());
 }
 
 TEST(CheckedHelpers, OverflowGivesFalse) {

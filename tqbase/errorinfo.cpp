@@ -1,9 +1,10 @@
 // errorinfo.cpp - CErrorInfo, the library's last-error record, and g_Error.
 //
-// Every change of the record holds its critical section for the whole
-// change. GetLastError copies the text under the lock as well: the text is
-// a heap string here, and copying it while another thread replaces it would
-// read freed memory; the flag alone (IsError) is read without the lock.
+// Each operation that changes the record takes its critical section on
+// entry and keeps it to the end, text formatting included; readers
+// (GetLastError, IsError, and copies reading their source) take no lock.
+// The lock is recursive, but no operation here re-enters it: the changing
+// operations share the unlocked helper Store.
 #include "tqbase/errorinfo.h"
 
 #include "tqbase/anxfuns.h"
@@ -17,41 +18,37 @@ namespace {
 struct CsLock {
   explicit CsLock(CRITICAL_SECTION* cs) : m(cs) { EnterCriticalSection(m); }
   ~CsLock() { LeaveCriticalSection(m); }
+  CsLock(const CsLock&) = delete;
+  CsLock& operator=(const CsLock&) = delete;
   CRITICAL_SECTION* m;
 };
+
+// Sets text and flag; the caller holds the record's lock. The flag is the
+// text's non-emptiness unless alwaysError.
+void Store(CErrorInfo& e, CString&& text, bool alwaysError) {
+  e.strError = std::move(text);
+  e.bError = (alwaysError || !e.strError.IsEmpty()) ? TRUE : FALSE;
+}
 }  // namespace
 
 CErrorInfo::CErrorInfo() : bError(FALSE) { InitializeCriticalSection(&m_cs); }
 
-CErrorInfo::CErrorInfo(const CErrorInfo& other) : bError(FALSE) {
+CErrorInfo::CErrorInfo(const CErrorInfo& other) : bError(other.bError), strError(other.strError) {
   InitializeCriticalSection(&m_cs);
-  *this = other;
 }
 
 CErrorInfo& CErrorInfo::operator=(const CErrorInfo& other) {
   if (this == &other) return *this;
-  CString text;
-  BOOL flag;
-  {
-    CsLock lock(&other.m_cs);
-    text = other.strError;
-    flag = other.bError;
-  }
   CsLock lock(&m_cs);
-  strError = text;
-  bError = flag;
+  strError = other.strError;
+  bError = other.bError;
   return *this;
 }
 
 CErrorInfo::~CErrorInfo() { DeleteCriticalSection(&m_cs); }
 
-void CErrorInfo::SetText(CString&& text, bool alwaysError) {
-  CsLock lock(&m_cs);
-  strError = std::move(text);
-  bError = (alwaysError || !strError.IsEmpty()) ? TRUE : FALSE;
-}
-
 int CErrorInfo::SetLastError(const char* format, ...) {
+  CsLock lock(&m_cs);
   CString text;
   if (format) {
     va_list args;
@@ -59,39 +56,42 @@ int CErrorInfo::SetLastError(const char* format, ...) {
     text.FormatV(format, args);
     va_end(args);
   }
-  SetText(std::move(text), false);
+  Store(*this, std::move(text), false);
   return 1;
 }
 
 // The module handle is pointer-sized here, so it is written in full as an
 // unsigned decimal in the "Error in :%u (ID:%u)" text.
 int CErrorInfo::SetLastError(HINSTANCE module, unsigned int stringId) {
+  CsLock lock(&m_cs);
   if (!module || stringId == 0) {
-    ClearError();
+    Store(*this, CString(), false);
     return 1;
   }
   CString text = AnxLoadString(module, stringId);
   if (text.IsEmpty())
     text.Format("Error in :%llu (ID:%u)", (unsigned long long)(uintptr_t)module, stringId);
-  SetText(std::move(text), true);
+  Store(*this, std::move(text), true);
   return 1;
 }
 
 int CErrorInfo::SetLastErrorFromSystem(unsigned long code) {
-  SetText(code == 0 ? CString() : TransSystemErrorCodeToString(code), false);
+  CsLock lock(&m_cs);
+  Store(*this, code == 0 ? CString() : TransSystemErrorCodeToString(code), false);
   return 1;
 }
 
-int CErrorInfo::SetLastErrorFromSystem() { return SetLastErrorFromSystem((unsigned long)::GetLastError()); }
+int CErrorInfo::SetLastErrorFromSystem() {
+  const unsigned long code = (unsigned long)::GetLastError();
+  return SetLastErrorFromSystem(code);
+}
 
 void CErrorInfo::ClearError() {
   CsLock lock(&m_cs);
-  strError.Empty();
-  bError = FALSE;
+  Store(*this, CString(), false);
 }
 
 BOOL CErrorInfo::GetLastError(CString& text) const {
-  CsLock lock(&m_cs);
   if (bError)
     text = strError;
   else

@@ -5,14 +5,17 @@
 // on the library's string table (anxfuns.h) for the unit names.
 //
 // Rules of this library worth knowing:
-//  - Inches: a length in 0.01 mm, centimetres or metres becomes inches by
-//    way of its length in millimetres (divided by 2540, 2.54 and 0.0254),
-//    so that ToINCH agrees with ToMM and a length converted to inches and
-//    back is the same length. Pixels become inches through the resolution
-//    rounded to whole dots per inch (but millimetres through the exact
-//    dots per millimetre); that asymmetry is the system's own and kept.
-//  - A resolution too small to round to one whole dot per inch has no
-//    whole-number form; ToINCH then divides by the exact dots per inch
+//  - ToINCH divides a length by a fixed divisor per size unit: 0.01 mm by
+//    0.254, millimetres by 25.4, centimetres by 254, metres by 25400;
+//    inches stay as they are. Only the millimetre divisor is the physical
+//    ratio, so for 0.01 mm, centimetres and metres ToINCH is not
+//    ToMM / 25.4, and a length converted to inches and back through
+//    ConvertSize does not come back for those units.
+//  - Pixels (and any unknown size unit) become inches by dividing by the
+//    resolution rounded to whole dots per inch, ToNDPI(res, resUnit), after
+//    the fallback resolution rule, whereas ToMM divides pixels by the exact
+//    dots per millimetre. A resolution that rounds to 0 dots per inch has no
+//    whole-number form; ToINCH then divides by the exact ToDPI(res, resUnit)
 //    rather than by zero.
 #include "tqbase/unittrans.h"
 
@@ -155,11 +158,8 @@ double ToMM(double value, double res, int resUnit, int sizeUnit) {
   }
 }
 
-// The divisors for 0.01 mm, centimetres and metres are the system's own
-// (0.254, 254 and 25400), not the unit table's (2540, 2.54, 0.0254): lengths
-// that callers stored in inches were computed with them, so they are kept
-// exactly. Millimetres and pixels convert as the table says; pixels go
-// through the whole-number dots per inch.
+// Fixed divisors per size unit (see the rules at the top of this file):
+// lengths that callers stored in inches were computed with exactly these.
 double ToINCH(double value, double res, int resUnit, int sizeUnit) {
   CheckDefaults();
   switch (SizeUnitOf(sizeUnit)) {

@@ -1,9 +1,19 @@
 // errorinfo.h - CErrorInfo, the last-error record, and its global g_Error.
 //
-// Every failure of the library leaves its text here. Setting and clearing
-// take the record's critical section for their whole duration, so
-// concurrent writers never tear the flag and the text apart; reading
-// (GetLastError, IsError) takes no lock.
+// Every failure of the library leaves its text here.
+//
+// Layout: the record is exactly bError, strError and m_cs, in that order,
+// and has no virtual functions (no vtable); all three are public so that
+// their order is fixed by the language.
+//
+// Locking: every operation that changes the record - both SetLastError
+// forms, both SetLastErrorFromSystem forms, ClearError and assignment -
+// holds the record's critical section for its whole duration, so that
+// concurrent writers never tear the flag and the text apart. GetLastError
+// and IsError read without the lock, and so do copy construction and
+// assignment when they read their source. Reading is therefore safe only
+// while no other thread changes the record; a caller that reads beside
+// writers serialises with them itself.
 #ifndef TQBASE_ERRORINFO_H
 #define TQBASE_ERRORINFO_H
 
@@ -12,9 +22,11 @@
 class TQBASE_API CErrorInfo {
 public:
   CErrorInfo();
+  // Copies flag and text into a record with a critical section of its own.
   CErrorInfo(const CErrorInfo& other);
+  // Copies flag and text under this record's lock.
   CErrorInfo& operator=(const CErrorInfo& other);
-  virtual ~CErrorInfo();
+  ~CErrorInfo();
 
   // printf-style text; a null format empties it. bError = text non-empty.
   // Always returns 1, so that "record and return" is one statement.
@@ -24,9 +36,11 @@ public:
   // clears. An id the module lacks gives "Error in :<handle> (ID:<id>)".
   // bError is 1 whatever the text. Always returns 1.
   int SetLastError(HINSTANCE module, unsigned int stringId);
-  // The operating system's text for code; 0 empties. Always returns 1.
+  // The operating system's text for code; 0 empties. bError = text
+  // non-empty. Always returns 1.
   int SetLastErrorFromSystem(unsigned long code);
-  // The same with the calling thread's last system error.
+  // The same with the calling thread's last system error, which is read
+  // before the lock is taken (taking it could change that code).
   int SetLastErrorFromSystem();
   void ClearError();
 
@@ -40,10 +54,8 @@ public:
 
   BOOL bError;
   CString strError;
-
-private:
-  void SetText(CString&& text, bool alwaysError);
-  mutable CRITICAL_SECTION m_cs;
+  // The record's lock; taken only by the operations that change it.
+  CRITICAL_SECTION m_cs;
 };
 
 extern TQBASE_API CErrorInfo g_Error;

@@ -12,7 +12,8 @@
 //
 // Pixel conversions need a resolution; one of 0 or less falls back to
 // g_Flags.dDefRes in g_Flags.ResUnit when that is above 0, else to 600 in
-// unit 3 (dots per millimetre). That pairing is the system's own and kept.
+// unit 3 (dots per millimetre); 600 goes with unit 3 on purpose, whatever
+// unit the caller passed.
 #ifndef TQBASE_UNITTRANS_H
 #define TQBASE_UNITTRANS_H
 
