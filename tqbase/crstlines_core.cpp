@@ -166,28 +166,40 @@ __attribute__((target("avx2"))) bool RunPassAvx2(const RSRUN* r, long long R, Ru
   const __m256i evenOne = _mm256_set_epi32(0, 1, 0, 1, 0, 1, 0, 1);
   if (r[0].x2 == INT_MAX) return false;  // seen only as an earlier x2 below
   __m256i rises = _mm256_setzero_si256();
+  __m256i lo = _mm256_set1_epi32(INT_MAX), hi = _mm256_set1_epi32(INT_MIN);
   long long i = 1;
   for (; i + 4 <= R; i += 4) {
-    const __m256i A = _mm256_add_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 2 * i)), oddOne);
+    const __m256i X = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 2 * i));
+    const __m256i A = _mm256_add_epi32(X, oddOne);
     const __m256i B = _mm256_add_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 2 * i - 1)), evenOne);
     rises = _mm256_sub_epi32(rises, _mm256_cmpgt_epi32(A, B));
+    lo = _mm256_min_epi32(lo, X);
+    hi = _mm256_max_epi32(hi, X);
   }
-  alignas(32) int v[8];
+  alignas(32) int v[8], l[8], h[8];
   _mm256_store_si256(reinterpret_cast<__m256i*>(v), rises);
+  _mm256_store_si256(reinterpret_cast<__m256i*>(l), lo);
+  _mm256_store_si256(reinterpret_cast<__m256i*>(h), hi);
   long long order = 0, upright = 0;
   for (int k = 0; k < 8; k += 2) {
     order += (unsigned)v[k];
     upright += (unsigned)v[k + 1];
+    f.least = std::min(f.least, l[k]);
+    f.greatest = std::max(f.greatest, h[k + 1]);
   }
   const long long steps = i - 1;
   if (upright != steps) return false;
   f.breaks = steps - order;
-  // The tail, and run 0's own inversion test.
+  // The tail, and run 0 (its own inversion test and its ends).
   for (long long k = i; k < R; ++k) {
     const int x1 = r[k].x1, prev = r[k - 1].x2;
     if (x1 > r[k].x2) return false;
     f.breaks += (x1 <= prev) | (x1 == (int)((unsigned)prev + 1u));
+    f.least = std::min(f.least, x1);
+    f.greatest = std::max(f.greatest, r[k].x2);
   }
+  f.least = std::min(f.least, r[0].x1);
+  f.greatest = std::max(f.greatest, r[0].x2);
   return r[0].x1 <= r[0].x2;
 }
 
@@ -220,30 +232,73 @@ __attribute__((target("avx2"))) void ExtentAvx2(const RSRUN* r, long long R, Run
   }
 }
 
+// The breaks at row starts, eight rows a step: the rows' start offsets by
+// a prefix sum of their counts, and at each start the last x2 before it and
+// the row's first x1, which lie side by side, fetched by one gather of
+// their 8 bytes. Rows without runs, and the first run of the piece, are
+// masked off.
+__attribute__((target("avx2"))) long long RowBreaksAvx2(const RSRUN* r, const int* cnt, long long N) {
+  const long long* base = reinterpret_cast<const long long*>(reinterpret_cast<const char*>(r) - 4);
+  long long breaks = 0, off = 0, k = 0;
+  const __m256i one = _mm256_set1_epi32(1), zero = _mm256_setzero_si256();
+  for (; k + 8 <= N; k += 8) {
+    const __m256i c = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(cnt + k));
+    // Inclusive prefix sum within each half, then the low half's total
+    // carried into the high half, then the offset of the block.
+    __m256i p = _mm256_add_epi32(c, _mm256_slli_si256(c, 4));
+    p = _mm256_add_epi32(p, _mm256_slli_si256(p, 8));
+    const __m256i lowTotal = _mm256_permutevar8x32_epi32(p, _mm256_set_epi32(3, 3, 3, 3, 7, 7, 7, 7));
+    p = _mm256_add_epi32(p, _mm256_blend_epi32(zero, lowTotal, 0xF0));
+    // Offsets stay below 2^31 (counts sum to the run count, an int).
+    const __m256i start = _mm256_add_epi32(_mm256_sub_epi32(p, c), _mm256_set1_epi32((int)off));
+    const __m256i live = _mm256_andnot_si256(_mm256_cmpeq_epi32(c, zero), _mm256_cmpgt_epi32(start, zero));
+    const __m256i lo = _mm256_mask_i64gather_epi64(zero, base, _mm256_cvtepi32_epi64(_mm256_castsi256_si128(start)),
+                                                   _mm256_cvtepi32_epi64(_mm256_castsi256_si128(live)), 8);
+    const __m256i hi = _mm256_mask_i64gather_epi64(zero, base, _mm256_cvtepi32_epi64(_mm256_extracti128_si256(start, 1)),
+                                                   _mm256_cvtepi32_epi64(_mm256_extracti128_si256(live, 1)), 8);
+    // Even ints of each gathered pair: the x2 before; odd: the first x1.
+    const __m256 lf = _mm256_castsi256_ps(lo), hf = _mm256_castsi256_ps(hi);
+    const __m256i prev = _mm256_permute4x64_epi64(_mm256_castps_si256(_mm256_shuffle_ps(lf, hf, _MM_SHUFFLE(2, 0, 2, 0))),
+                                                  _MM_SHUFFLE(3, 1, 2, 0));
+    const __m256i x1 = _mm256_permute4x64_epi64(_mm256_castps_si256(_mm256_shuffle_ps(lf, hf, _MM_SHUFFLE(3, 1, 3, 1))),
+                                                _MM_SHUFFLE(3, 1, 2, 0));
+    const __m256i rises =
+        _mm256_andnot_si256(_mm256_cmpeq_epi32(x1, _mm256_add_epi32(prev, one)), _mm256_cmpgt_epi32(x1, prev));
+    const __m256i brk = _mm256_andnot_si256(rises, live);
+    breaks += __builtin_popcount((unsigned)_mm256_movemask_ps(_mm256_castsi256_ps(brk)));
+    off += (unsigned)_mm256_extract_epi32(p, 7);
+  }
+  for (; k < N; ++k) {
+    const int c = cnt[k];
+    if (c > 0 && off > 0) {
+      const int x1 = r[off].x1, prev = r[off - 1].x2;
+      breaks += (x1 <= prev) | (x1 == (int)((unsigned)prev + 1u));
+    }
+    off += c;
+  }
+  return breaks;
+}
+
 bool HaveAvx2() {
   static const bool have = __builtin_cpu_supports("avx2");
   return have;
 }
 #endif
 
-// The inversion flag and break count of the run pass; least and greatest
-// are left to the caller unless the exact pass ran (*extremes true).
+// The inversion flag, break count, least x1 and greatest x2 of the run
+// pass.
 // Speed measured by bench_region (BM_Combine_Ours, whose operands are
 // checked on every call).
-RunFacts RunPass(const RSRUN* r, long long R, bool* extremes) {
+RunFacts RunPass(const RSRUN* r, long long R) {
   RunFacts f;
 #ifdef TQ_RGN_SSE2
-  if (HaveAvx2() && RunPassAvx2(r, R, f)) {
-    *extremes = false;
-    return f;
-  }
+  if (HaveAvx2() && RunPassAvx2(r, R, f)) return f;
   f = RunFacts();
 #endif
   f.inverted = r[0].x1 > r[0].x2;
   f.least = r[0].x1;
   f.greatest = r[0].x2;
   RunPassScalar(r, 1, R, f);
-  *extremes = true;
   return f;
 }
 
@@ -272,7 +327,7 @@ RunFacts Extent(const RSRUN* r, long long R) {
 int CheckPiece(const RSRLINE* p, bool order) {
   if (!p) return 0;
   const long long R = p->arRun.GetSize();
-  const long long N = p->arCount.GetSize();
+  long long N = p->arCount.GetSize();
   const RECT& b = p->rcBox;
   if (N > R) return 0;
   if (R == 0 && N == 0) return b.right == b.left && b.bottom == b.top ? kPieceValid | kPieceSorted : 0;
@@ -290,43 +345,29 @@ int CheckPiece(const RSRLINE* p, bool order) {
     const RunFacts e = Extent(r, R);
     return !e.inverted && e.least == b.left && e.greatest <= b.right ? kPieceValid : 0;
   }
-  bool extremes = false;
-  RunFacts f = RunPass(r, R, &extremes);
-  if (f.inverted) return 0;
-  // Row starts: their breaks, and the rows' first x1 and last x2, which
-  // are the least and the greatest when the rows are sorted. At a row
-  // start off, the last x2 before it and the row's first x1 lie side by
-  // side: one 8-byte load gives both.
+  const RunFacts f = RunPass(r, R);
+  if (f.inverted || f.least != b.left || f.greatest > b.right) return 0;
+  // The breaks at row starts: there the last x2 before the row and the
+  // row's first x1 lie side by side, one 8-byte load.
   long long rowBreaks = 0;
-  long long k = 0;
-  while (cnt[k] == 0) ++k;  // R > 0: some row has runs
-  long long off = cnt[k];
-  int least = r[0].x1, greatest = INT_MIN;
-  for (++k; k < N; ++k) {
+  long long off = 0;
+#ifdef TQ_RGN_SSE2
+  if (HaveAvx2()) {
+    rowBreaks = RowBreaksAvx2(r, cnt, N);
+    N = 0;  // done
+  }
+#endif
+  for (long long k = 0; k < N; ++k) {
     const int c = cnt[k];
-    if (c == 0) continue;
-    unsigned long long pair;
-    std::memcpy(&pair, &r[off - 1].x2, sizeof pair);
-    const int prev = (int)(unsigned)pair, x1 = (int)(unsigned)(pair >> 32);
-    rowBreaks += (x1 <= prev) | (x1 == (int)((unsigned)prev + 1u));
-    least = std::min(least, x1);
-    greatest = std::max(greatest, prev);
+    if (c > 0 && off > 0) {
+      unsigned long long pair;
+      std::memcpy(&pair, &r[off - 1].x2, sizeof pair);
+      const int prev = (int)(unsigned)pair, x1 = (int)(unsigned)(pair >> 32);
+      rowBreaks += (x1 <= prev) | (x1 == (int)((unsigned)prev + 1u));
+    }
     off += c;
   }
-  greatest = std::max(greatest, r[R - 1].x2);
   const bool sorted = f.breaks == rowBreaks;
-  if (!sorted && !extremes) {
-    f = RunFacts();
-    f.least = r[0].x1;
-    f.greatest = r[0].x2;
-    RunPassScalar(r, 1, R, f);
-    extremes = true;
-  }
-  if (extremes) {
-    least = f.least;
-    greatest = f.greatest;
-  }
-  if (least != b.left || greatest > b.right) return 0;
   return sorted ? kPieceValid | kPieceSorted : kPieceValid;
 }
 

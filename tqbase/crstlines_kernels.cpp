@@ -59,7 +59,33 @@ const int kCountLimit = 64;
 
 inline int Clamp(long long t) { return t < INT_MIN ? INT_MIN : t > INT_MAX ? INT_MAX : (int)t; }
 
-inline void CountPair(const RSRUN* r, int n, long long t1, long long t2, int& c1, int& c2) {
+// The counts of the previous row of a sweep: the rows of a region change
+// little from one to the next, so they are usually right again, which two
+// comparisons each confirm (bench_region, BM_Combine_Ours: a star's rows
+// against a polygon's).
+struct Hint {
+  int c1 = 0, c2 = 0;
+};
+
+inline void CountPairDirect(const RSRUN* r, int n, long long t1, long long t2, int& c1, int& c2);
+
+inline void CountPair(const RSRUN* r, int n, long long t1, long long t2, int& c1, int& c2, Hint& h) {
+  if (t1 > INT_MIN && t1 <= INT_MAX && t2 > INT_MIN && t2 <= INT_MAX && h.c1 <= n && h.c2 <= n) {
+    const int v1 = (int)t1, v2 = (int)t2, a = h.c1, b = h.c2;
+    const bool okA = (a == 0 || r[a - 1].x1 < v1) && (a == n || r[a].x1 >= v1);
+    const bool okB = (b == 0 || r[b - 1].x2 < v2) && (b == n || r[b].x2 >= v2);
+    if (okA && okB) {
+      c1 = a;
+      c2 = b;
+      return;
+    }
+  }
+  CountPairDirect(r, n, t1, t2, c1, c2);
+  h.c1 = c1;
+  h.c2 = c2;
+}
+
+inline void CountPairDirect(const RSRUN* r, int n, long long t1, long long t2, int& c1, int& c2) {
   const int v1 = Clamp(t1), v2 = Clamp(t2);
   if (n > kCountLimit) {
     c1 = (int)(std::partition_point(r, r + n, [v1](const RSRUN& q) { return q.x1 < v1; }) - r);
@@ -98,9 +124,9 @@ inline void CountPair(const RSRUN* r, int n, long long t1, long long t2, int& c1
 }
 
 // r clipped to [L, R].
-inline RSRUN* ClipRow(const RSRUN* r, int n, int L, int R, RSRUN* o) {
+inline RSRUN* ClipRow(const RSRUN* r, int n, int L, int R, RSRUN* o, Hint& h) {
   int k, i;
-  CountPair(r, n, (long long)R + 1, L, k, i);
+  CountPair(r, n, (long long)R + 1, L, k, i, h);
   if (k <= i) return o;
   RSRUN* o0 = o;
   o = CopyRuns(r + i, k - i, o);
@@ -111,9 +137,9 @@ inline RSRUN* ClipRow(const RSRUN* r, int n, int L, int R, RSRUN* o) {
 
 // r minus [L, R]: runs i..k-1 meet [L, R]; the first may stick out on the
 // left, the last on the right.
-inline RSRUN* DiffOne(const RSRUN* r, int n, int L, int R, RSRUN* o) {
+inline RSRUN* DiffOne(const RSRUN* r, int n, int L, int R, RSRUN* o, Hint& h) {
   int k, i;
-  CountPair(r, n, (long long)R + 1, L, k, i);
+  CountPair(r, n, (long long)R + 1, L, k, i, h);
   o = CopyRuns(r, i, o);
   if (k <= i) return CopyRuns(r + i, n - i, o);
   if (r[i].x1 < L) *o++ = RSRUN{r[i].x1, L - 1};
@@ -122,9 +148,9 @@ inline RSRUN* DiffOne(const RSRUN* r, int n, int L, int R, RSRUN* o) {
 }
 
 // r united with [L, R]: runs i..k-1 touch or meet it and merge into one.
-inline RSRUN* OrOne(const RSRUN* r, int n, int L, int R, RSRUN* o) {
+inline RSRUN* OrOne(const RSRUN* r, int n, int L, int R, RSRUN* o, Hint& h) {
   int k, i;
-  CountPair(r, n, (long long)R + 2, (long long)L - 1, k, i);
+  CountPair(r, n, (long long)R + 2, (long long)L - 1, k, i, h);
   o = CopyRuns(r, i, o);
   RSRUN cur{L, R};
   if (k > i) {
@@ -159,10 +185,10 @@ inline Packed Sel(bool c, Packed x, Packed y) {
   return (x & m) | (y & ~m);
 }
 
-inline RSRUN* AndRow(const RSRUN* a, int na, const RSRUN* b, int nb, RSRUN* o) {
+inline RSRUN* AndRow(const RSRUN* a, int na, const RSRUN* b, int nb, RSRUN* o, Hint& h) {
   if (na == 0 || nb == 0 || a[na - 1].x2 < b[0].x1 || b[nb - 1].x2 < a[0].x1) return o;
-  if (nb == 1) return ClipRow(a, na, b[0].x1, b[0].x2, o);
-  if (na == 1) return ClipRow(b, nb, a[0].x1, a[0].x2, o);
+  if (nb == 1) return ClipRow(a, na, b[0].x1, b[0].x2, o, h);
+  if (na == 1) return ClipRow(b, nb, a[0].x1, a[0].x2, o, h);
   // The next runs of both rows are loaded before the choice, so that the
   // choice does not wait for a load that depends on it; the second loop
   // finishes near the rows' ends.
@@ -201,13 +227,13 @@ inline RSRUN* FlushRest(Packed pc, const RSRUN* r, int n, RSRUN* o) {
   return CopyRuns(r + i, n - i, o);
 }
 
-inline RSRUN* OrRow(const RSRUN* a, int na, const RSRUN* b, int nb, RSRUN* o) {
+inline RSRUN* OrRow(const RSRUN* a, int na, const RSRUN* b, int nb, RSRUN* o, Hint& h) {
   if (nb == 0) return CopyRuns(a, na, o);
   if (na == 0) return CopyRuns(b, nb, o);
   if ((long long)a[na - 1].x2 + 1 < b[0].x1) return CopyRuns(b, nb, CopyRuns(a, na, o));
   if ((long long)b[nb - 1].x2 + 1 < a[0].x1) return CopyRuns(a, na, CopyRuns(b, nb, o));
-  if (nb == 1) return OrOne(a, na, b[0].x1, b[0].x2, o);
-  if (na == 1) return OrOne(b, nb, a[0].x1, a[0].x2, o);
+  if (nb == 1) return OrOne(a, na, b[0].x1, b[0].x2, o, h);
+  if (na == 1) return OrOne(b, nb, a[0].x1, a[0].x2, o, h);
   // The run with the lesser x1 is chosen through its address, so that one
   // iteration is a short chain (compare, pick, load) of few instructions;
   // cur is kept in two registers and joined or closed without branches.
@@ -236,10 +262,10 @@ inline RSRUN* OrRow(const RSRUN* a, int na, const RSRUN* b, int nb, RSRUN* o) {
   return i < na ? FlushRest(cur, a + i, na - i, o) : FlushRest(cur, b + j, nb - j, o);
 }
 
-inline RSRUN* DiffRow(const RSRUN* a, int na, const RSRUN* b, int nb, RSRUN* o) {
+inline RSRUN* DiffRow(const RSRUN* a, int na, const RSRUN* b, int nb, RSRUN* o, Hint& h) {
   if (na == 0) return o;
   if (nb == 0 || a[na - 1].x2 < b[0].x1 || b[nb - 1].x2 < a[0].x1) return CopyRuns(a, na, o);
-  if (nb == 1) return DiffOne(a, na, b[0].x1, b[0].x2, o);
+  if (nb == 1) return DiffOne(a, na, b[0].x1, b[0].x2, o, h);
   // cur is what is left of a[i]; each step emits the part of cur left of
   // b[j], then either b[j] ends inside cur (cur starts after it, next b)
   // or it covers cur's end (next a). The first loop preloads the next runs
@@ -292,9 +318,9 @@ inline void EmitJoin(RSRUN* row0, RSRUN*& o, int x1, int x2) {
 // r xor [L, R]: runs i..k-1 meet [L, R]; inside it the gaps between them
 // remain, outside it their parts that stick out; everything joins where
 // it touches.
-inline RSRUN* XorOne(const RSRUN* r, int n, int L, int R, RSRUN* o) {
+inline RSRUN* XorOne(const RSRUN* r, int n, int L, int R, RSRUN* o, Hint& h) {
   int k, i;
-  CountPair(r, n, (long long)R + 1, L, k, i);
+  CountPair(r, n, (long long)R + 1, L, k, i, h);
   RSRUN* const row0 = o;
   o = CopyRuns(r, i, o);
   long long cur = L;  // where the next gap inside [L, R] may start
@@ -313,13 +339,13 @@ inline RSRUN* XorOne(const RSRUN* r, int n, int L, int R, RSRUN* o) {
   return o;
 }
 
-inline RSRUN* XorRow(const RSRUN* a, int na, const RSRUN* b, int nb, RSRUN* o) {
+inline RSRUN* XorRow(const RSRUN* a, int na, const RSRUN* b, int nb, RSRUN* o, Hint& h) {
   if (nb == 0) return CopyRuns(a, na, o);
   if (na == 0) return CopyRuns(b, nb, o);
   if ((long long)a[na - 1].x2 + 1 < b[0].x1) return CopyRuns(b, nb, CopyRuns(a, na, o));
   if ((long long)b[nb - 1].x2 + 1 < a[0].x1) return CopyRuns(a, na, CopyRuns(b, nb, o));
-  if (nb == 1) return XorOne(a, na, b[0].x1, b[0].x2, o);
-  if (na == 1) return XorOne(b, nb, a[0].x1, a[0].x2, o);
+  if (nb == 1) return XorOne(a, na, b[0].x1, b[0].x2, o, h);
+  if (na == 1) return XorOne(b, nb, a[0].x1, a[0].x2, o, h);
   RSRUN* const row0 = o;
   // ax1, bx1: where the unconsumed parts of a[i] and b[j] start.
   int i = 0, j = 0, ax1 = a[0].x1, bx1 = b[0].x1;
@@ -364,11 +390,11 @@ inline RSRUN* XorRow(const RSRUN* a, int na, const RSRUN* b, int nb, RSRUN* o) {
 }
 
 template <int MODE>
-inline RSRUN* ModeRow(const RSRUN* a, int na, const RSRUN* b, int nb, RSRUN* o) {
-  if (MODE == RST_AND) return AndRow(a, na, b, nb, o);
-  if (MODE == RST_OR) return OrRow(a, na, b, nb, o);
-  if (MODE == RST_DIFF) return DiffRow(a, na, b, nb, o);
-  return XorRow(a, na, b, nb, o);
+inline RSRUN* ModeRow(const RSRUN* a, int na, const RSRUN* b, int nb, RSRUN* o, Hint& h) {
+  if (MODE == RST_AND) return AndRow(a, na, b, nb, o, h);
+  if (MODE == RST_OR) return OrRow(a, na, b, nb, o, h);
+  if (MODE == RST_DIFF) return DiffRow(a, na, b, nb, o, h);
+  return XorRow(a, na, b, nb, o, h);
 }
 
 // Row cursor over an operand's slabs.
@@ -404,6 +430,7 @@ struct Cursor {
 template <int MODE>
 void FastRows(const Operand& A, const Operand& B, long long top, long long bottom, RowWriter& w) {
   Cursor ca(&A), cb(&B);
+  Hint hint;
   long long y = top;
   while (y <= bottom) {
     const bool inA = ca.Seek(y), inB = cb.Seek(y);
@@ -417,7 +444,7 @@ void FastRows(const Operand& A, const Operand& B, long long top, long long botto
       const RSRUN* ra = ca.r;
       const RSRUN* rb = cb.r;
       for (long long k = 0; k < rows; ++k) {
-        w.EndRow(y + k, ModeRow<MODE>(ra, na[k], rb, nb[k], w.Out()));
+        w.EndRow(y + k, ModeRow<MODE>(ra, na[k], rb, nb[k], w.Out(), hint));
         ra += na[k];
         rb += nb[k];
       }
