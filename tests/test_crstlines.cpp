@@ -603,6 +603,8 @@ TEST(CRstLinesBoolean, UnionAndDifferenceInPlace) {
         ASSERT_EQ(Pixels(f.first), f.second) << where;
       }
     }
+    EXPECT_EQ(region.Add((const RSRLINE*)nullptr, 1, nullptr), RST_FAILED);
+    EXPECT_EQ(region.Combine(nullptr, &region, RST_OR), RST_FAILED);
   }
 }
 
@@ -970,24 +972,6 @@ TEST(CRstLinesBoolean, FarCoordinatesAndLongGaps) {
   EXPECT_TRUE(CRstLines::IsEqual(r.GetData(), b.GetData()));
   EXPECT_EQ(r.Combine(&r, &b, RST_DIFF), RST_EMPTY);
   EXPECT_TRUE(r.IsEmpty());
-}
-
-TEST(CRstLinesBoolean, InstanceAddAndCombine) {
-  CRstLines r;
-  RECT a = {0, 0, 10, 10}, b = {5, 5, 15, 15};
-  CRstLines ra, rb;
-  ra.Create(a);
-  rb.Create(b);
-  EXPECT_EQ(r.Add(ra.GetData(), 1, nullptr), RST_NOTEMPTY);
-  EXPECT_EQ(r.Add(rb.GetData()->GetAt(0), 1, nullptr), RST_NOTEMPTY);
-  EXPECT_EQ(Pixels(r.GetData()).size(), 100u + 100u - 25u);
-  EXPECT_TRUE(r.GetBox().left == 0 && r.GetBox().right == 14);
-  EXPECT_EQ(r.Add(rb.GetData(), 0, nullptr), RST_NOTEMPTY);
-  EXPECT_EQ(Pixels(r.GetData()).size(), 75u);
-  EXPECT_EQ(r.Add(ra.GetData(), 0, nullptr), RST_EMPTY);
-  EXPECT_EQ(r.GetData(), nullptr);
-  EXPECT_EQ(r.Add((const RSRLINE*)nullptr, 1, nullptr), RST_FAILED);
-  EXPECT_EQ(r.Combine(nullptr, &ra, RST_OR), RST_FAILED);
 }
 
 TEST(CRstLinesDirection, Orientation) {

@@ -124,12 +124,18 @@ const ACycle* Cycle(bool on) {
   return on ? &cycle : nullptr;
 }
 
+// What a static creator handed out, freed after every run.
+CRasterArray* g_out = nullptr;
+RSRLINE* g_piece = nullptr;
+void FreeOut() {
+  CRstLines::Delete(g_out);
+  CRstLines::Delete(g_piece);
+}
+
 // Runs op with its 1st, 2nd, ... allocation failing. op returns true on
-// success; watched lists the objects that must not change on failure;
-// cleanup frees what a successful or failed run handed out.
-void DriveToSuccess(const char* name, const std::function<bool(World&)>& op,
-                    const std::function<std::vector<Snapshot>(World&)>& watched,
-                    const std::function<void(World&)>& cleanup = nullptr) {
+// success; watched lists the objects that must not change on failure.
+void DriveToSuccess(const std::string& name, const std::function<bool(World&)>& op,
+                    const std::function<std::vector<Snapshot>(World&)>& watched) {
   // Assertions on the way are expected; hooks that keep nothing, so that
   // they allocate nothing.
   const TQASSERTHANDLER oldHandler = tqSetAssertHandler([](const char*, int, const char*) {});
@@ -149,11 +155,12 @@ void DriveToSuccess(const char* name, const std::function<bool(World&)>& op,
     // for leaks below.
     World w;
     op(w);
-    if (cleanup) cleanup(w);
+    FreeOut();
   }
   for (long long n = 1; n < 5000; ++n) {
     World w;
     const std::vector<Snapshot> before = watched(w);
+    const std::string at = name + " with allocation " + std::to_string(n) + " failing";
     g_Error.ClearError();
     const long long live = g_live;
     const int blocks = AGV::GetGlobalAllocCount(), pages = AGV::GetVirtualAllocCount();
@@ -163,33 +170,28 @@ void DriveToSuccess(const char* name, const std::function<bool(World&)>& op,
     tqbase::allocfail::Arm(0);
     if (!fired) {
       EXPECT_TRUE(ok) << name << ": no allocation failed, yet the operation did";
-      if (cleanup) cleanup(w);
+      FreeOut();
       return;
     }
-    EXPECT_FALSE(ok) << name << " reports success with allocation " << n << " failing";
-    EXPECT_TRUE(g_Error.IsError()) << name << ": no text for the failure of allocation " << n;
+    EXPECT_FALSE(ok) << at << ": reports success";
+    EXPECT_TRUE(g_Error.IsError()) << at << ": no text";
     {
       const std::vector<Snapshot> after = watched(w);
-      for (size_t i = 0; i < before.size(); ++i)
-        EXPECT_TRUE(before[i] == after[i]) << name << ": object " << i << " changed when allocation " << n << " failed";
+      for (size_t i = 0; i < before.size(); ++i) EXPECT_TRUE(before[i] == after[i]) << at << ": object " << i << " changed";
     }
-    if (cleanup) cleanup(w);
+    FreeOut();
     g_Error.ClearError();
-    EXPECT_EQ(g_live, live) << name << ": heap blocks leaked when allocation " << n << " failed (" << g_live - live << ")";
-    EXPECT_EQ(AGV::GetGlobalAllocCount(), blocks) << name << ": memory blocks leaked (allocation " << n << ")";
-    EXPECT_EQ(AGV::GetVirtualAllocCount(), pages) << name << ": pages leaked (allocation " << n << ")";
+    EXPECT_EQ(g_live, live) << at << ": heap blocks leaked";
+    EXPECT_EQ(AGV::GetGlobalAllocCount(), blocks) << at << ": memory blocks leaked";
+    EXPECT_EQ(AGV::GetVirtualAllocCount(), pages) << at << ": pages leaked";
     if (::testing::Test::HasFailure()) return;
   }
   ADD_FAILURE() << name << " never succeeded";
 }
 
 std::vector<Snapshot> Operands(World& w) { return {Snapshot(w.a), Snapshot(w.b), Snapshot(w.dst)}; }
-
-CRasterArray* g_out = nullptr;  // a result handed out by a static creator
-RSRLINE* g_piece = nullptr;
-void FreeOut(World&) {
-  CRstLines::Delete(g_out);
-  CRstLines::Delete(g_piece);
+std::vector<Snapshot> Arrays(World& w) {
+  return {Snapshot(w.a.GetData()), Snapshot(w.b.GetData()), Snapshot(w.dst.GetData())};
 }
 
 const POINT kStar[] = {{50, 0}, {60, 40}, {100, 50}, {60, 60}, {50, 100}, {40, 60}, {0, 50}, {40, 40}};
@@ -198,96 +200,75 @@ const POINT kSet[] = {{0, 0}, {30, 0}, {30, 20}, {0, 20},  // a rectangle
                       {50, 0}, {60, 40}, {100, 50}, {60, 60}, {50, 100}, {40, 60}, {0, 50}, {40, 40}};
 const int kSetCounts[] = {4, 3, 8};
 
+const RSRLINE* PieceOf(const CRstLines& r) { return r.GetData()->GetAt(0); }
+
 }  // namespace
 
 TEST(RegionFailures, Creators) {
-  DriveToSuccess("CreateRaster", [](World&) { return (g_piece = CRstLines::CreateRaster(kStar, 8, 1)) != nullptr; },
-                 Operands, FreeOut);
-  DriveToSuccess("CreateRasterArray(polygon)",
-                 [](World&) { return (g_out = CRstLines::CreateRasterArray(kStar, 8, 2)) != nullptr; }, Operands,
-                 FreeOut);
-  for (int join = 0; join <= 1; ++join)
-    DriveToSuccess(join ? "CreateRasterArray(set, joined)" : "CreateRasterArray(set)",
-                   [join](World&) { return (g_out = CRstLines::CreateRasterArray(kSet, kSetCounts, 3, 1, join)) != nullptr; },
-                   Operands, FreeOut);
-  DriveToSuccess("Create(polygon)", [](World& w) { return w.dst.Create(kStar, 8, WINDING_FILL) != FALSE; }, Operands);
-  DriveToSuccess("Create(set)", [](World& w) { return w.dst.Create(kSet, kSetCounts, 3, ALTERNATE_FILL, 0) != FALSE; },
+  DriveToSuccess("CreateRaster", [](World&) { return (g_piece = CRstLines::CreateRaster(kStar, 8, 1)) != nullptr; }, Operands);
+  DriveToSuccess("CreateRasterArray", [](World&) { return (g_out = CRstLines::CreateRasterArray(kStar, 8, 2)) != nullptr; },
                  Operands);
+  for (int join = 0; join <= 1; ++join)
+    DriveToSuccess("CreateRasterArray(set) " + std::to_string(join), [join](World&) {
+      return (g_out = CRstLines::CreateRasterArray(kSet, kSetCounts, 3, 1, join)) != nullptr;
+    }, Operands);
+  DriveToSuccess("Create(polygon)", [](World& w) { return w.dst.Create(kStar, 8, WINDING_FILL) != FALSE; }, Operands);
+  DriveToSuccess("Create(set)", [](World& w) { return w.dst.Create(kSet, kSetCounts, 3, ALTERNATE_FILL, 0) != FALSE; }, Operands);
   DriveToSuccess("Create(rect)", [](World& w) { return w.dst.Create(RECT{5, 5, 50, 70}, 2, 1.5) != FALSE; }, Operands);
   DriveToSuccess("Copy", [](World& w) { return w.dst.Copy(&w.a) != FALSE; }, Operands);
-  DriveToSuccess("CopyRasterArray",
-                 [](World& w) { return CRstLines::CopyRasterArray(w.dst.GetData(), w.a.GetData()) != FALSE; },
-                 [](World& w) { return std::vector<Snapshot>{Snapshot(w.a.GetData()), Snapshot(w.dst.GetData())}; });
-  DriveToSuccess("CopyRaster",
-                 [](World& w) { return CRstLines::CopyRaster(w.dst.GetData()->GetAt(0), w.a.GetData()->GetAt(0)) != FALSE; },
-                 Operands);
+  DriveToSuccess("CopyRasterArray", [](World& w) { return CRstLines::CopyRasterArray(w.dst.GetData(), w.a.GetData()) != FALSE; },
+                 Arrays);
+  DriveToSuccess("CopyRaster", [](World& w) {
+    return CRstLines::CopyRaster(w.dst.GetData()->GetAt(0), PieceOf(w.a)) != FALSE;
+  }, Operands);
+  DriveToSuccess("SetData copy", [](World& w) {
+    w.dst.SetData(w.a.GetData());
+    return CRstLines::IsEqual(w.dst.GetData(), w.a.GetData()) != FALSE;
+  }, Operands);
 }
 
 TEST(RegionFailures, Combiners) {
   typedef BOOL (*PieceOp)(const RSRLINE*, const RSRLINE*, CRasterArray*);
   const PieceOp pieceOps[] = {CRstLines::ANDPolylines, CRstLines::ORPolylines, CRstLines::DIFFPolylines,
                               CRstLines::XORPolylines};
-  for (int m = 0; m < 4; ++m) {
-    DriveToSuccess(("piece op " + std::to_string(m)).c_str(),
-                   [&](World& w) { return pieceOps[m](w.a.GetData()->GetAt(0), w.b.GetData()->GetAt(0), w.dst.GetData()) != FALSE; },
-                   [](World& w) { return std::vector<Snapshot>{Snapshot(w.a.GetData()), Snapshot(w.b.GetData()), Snapshot(w.dst.GetData())}; });
-    const int mode = RST_AND + m;
-    DriveToSuccess(("CreateRasterArray(a, b) " + std::to_string(mode)).c_str(),
-                   [mode](World& w) { return (g_out = CRstLines::CreateRasterArray(w.a.GetData()->GetAt(0), w.b.GetData()->GetAt(0), mode)) != nullptr; },
-                   Operands, FreeOut);
+  for (int mode = RST_AND; mode <= RST_XOR; ++mode) {
+    const std::string m = " mode " + std::to_string(mode);
+    const PieceOp op = pieceOps[mode - RST_AND];
+    DriveToSuccess("two pieces" + m, [op](World& w) { return op(PieceOf(w.a), PieceOf(w.b), w.dst.GetData()) != FALSE; }, Arrays);
+    DriveToSuccess("CreateRasterArray(a, b)" + m, [mode](World& w) {
+      return (g_out = CRstLines::CreateRasterArray(PieceOf(w.a), PieceOf(w.b), mode)) != nullptr;
+    }, Operands);
     for (int cyc = 0; cyc <= 1; ++cyc) {
-      DriveToSuccess(("Combine static " + std::to_string(mode) + (cyc ? " cycle" : "")).c_str(),
-                     [mode, cyc](World& w) {
-                                              const int rc = CRstLines::Combine(w.a.GetData(), w.b.GetData(), mode, &g_out, Cycle(cyc));
-                       return rc != RST_FAILED;
-                     },
-                     Operands, FreeOut);
-      DriveToSuccess(("Combine member " + std::to_string(mode) + (cyc ? " cycle" : "")).c_str(),
-                     [mode, cyc](World& w) {
-                                              const int rc = w.dst.Combine(&w.a, &w.b, mode, Cycle(cyc));
-                       return rc != RST_FAILED;
-                     },
+      const std::string c = m + (cyc ? " on a repeat" : "");
+      DriveToSuccess("Combine(arrays)" + c, [mode, cyc](World& w) {
+        return CRstLines::Combine(w.a.GetData(), w.b.GetData(), mode, &g_out, Cycle(cyc)) != RST_FAILED;
+      }, Operands);
+      DriveToSuccess("Combine(a, b)" + c, [mode, cyc](World& w) { return w.dst.Combine(&w.a, &w.b, mode, Cycle(cyc)) != RST_FAILED; },
                      Operands);
-      DriveToSuccess(("Combine in place " + std::to_string(mode) + (cyc ? " cycle" : "")).c_str(),
-                     [mode, cyc](World& w) {
-                                              const int rc = w.dst.Combine(&w.dst, &w.b, mode, Cycle(cyc));
-                       return rc != RST_FAILED;
-                     },
-                     Operands);
+      DriveToSuccess("Combine(this, b)" + c, [mode, cyc](World& w) {
+        return w.dst.Combine(&w.dst, &w.b, mode, Cycle(cyc)) != RST_FAILED;
+      }, Operands);
     }
   }
   for (int add = 0; add <= 1; ++add)
     for (int cyc = 0; cyc <= 1; ++cyc)
-      DriveToSuccess(("Add " + std::to_string(add) + (cyc ? " cycle" : "")).c_str(),
-                     [add, cyc](World& w) {
-                                              const int rc = w.dst.Add(w.a.GetData()->GetAt(0), add, Cycle(cyc));
-                       return rc != RST_FAILED;
-                     },
-                     Operands);
+      DriveToSuccess("Add " + std::to_string(add) + (cyc ? " on a repeat" : ""), [add, cyc](World& w) {
+        return w.dst.Add(PieceOf(w.a), add, Cycle(cyc)) != RST_FAILED;
+      }, Operands);
 }
 
 TEST(RegionFailures, CyclesAndMirrors) {
-  DriveToSuccess("CombineCycleRst",
-                 [](World& w) {
-                                      const int rc = CRstLines::CombineCycleRst(&w.dst, &w.b, Cycle(true));
-                   return rc != RST_FAILED;
-                 },
+  DriveToSuccess("CombineCycleRst", [](World& w) { return CRstLines::CombineCycleRst(&w.dst, &w.b, Cycle(true)) != RST_FAILED; },
                  Operands);
-  DriveToSuccess("Cycle",
-                 [](World& w) {
-                                      const RECT rc = {-30, -20, 170, 130};
-                   const BOOL ok = w.dst.Cycle(Cycle(true), &rc);
-                   return ok != FALSE;
-                 },
-                 Operands);
-  DriveToSuccess("Cycle clip", [](World& w) { const RECT rc = {10, 10, 70, 80}; return w.dst.Cycle(nullptr, &rc) != FALSE; },
-                 Operands);
-  DriveToSuccess("CalLocal",
-                 [](World& w) {
-                                      const BOOL ok = w.dst.CalLocal(Cycle(true));
-                   return ok != FALSE;
-                 },
-                 Operands);
+  DriveToSuccess("Cycle", [](World& w) {
+    const RECT rc = {-30, -20, 170, 130};
+    return w.dst.Cycle(Cycle(true), &rc) != FALSE;
+  }, Operands);
+  DriveToSuccess("Cycle clip", [](World& w) {
+    const RECT rc = {10, 10, 70, 80};
+    return w.dst.Cycle(nullptr, &rc) != FALSE;
+  }, Operands);
+  DriveToSuccess("CalLocal", [](World& w) { return w.dst.CalLocal(Cycle(true)) != FALSE; }, Operands);
   DriveToSuccess("mirrors", [](World& w) {
     w.dst.HorMirror();
     w.dst.VerMirror();
@@ -295,10 +276,4 @@ TEST(RegionFailures, CyclesAndMirrors) {
     CRstLines::VerMirror(w.a.GetData(), CRect(0, 0, 60, 60));
     return true;
   }, [](World&) { return std::vector<Snapshot>(); });
-  DriveToSuccess("SetData copy",
-                 [](World& w) {
-                   w.dst.SetData(w.a.GetData());
-                   return CRstLines::IsEqual(w.dst.GetData(), w.a.GetData()) != FALSE;
-                 },
-                 Operands);
 }
