@@ -41,6 +41,7 @@ void CRstLines::SetEmpty() {
   ASSERT(m_bOwnData);
   if (!m_bOwnData) return;
   Adopt(nullptr);
+  RGN_VALIDATE(Invariant(*this));
 }
 
 BOOL CRstLines::IsEmpty() const { return IsEmpty(m_pRstArray); }
@@ -291,6 +292,7 @@ BOOL CRstLines::GetBaryCenter(POINTD& pt) {
 
 void CRstLines::SetData(CRasterArray** pp) {
   if (!pp) return;
+  RGN_VALIDATE(Invariant(*this));
   CRasterArray* arr = *pp;
   *pp = nullptr;
   if (IsEmpty(arr)) {
@@ -305,6 +307,7 @@ void CRstLines::SetData(CRasterArray** pp) {
 }
 
 void CRstLines::SetData(CRasterArray* arr) {
+  RGN_VALIDATE(Invariant(*this));
   if (IsEmpty(arr)) {
     if (!m_bOwnData) m_pRstArray = nullptr;
     Adopt(nullptr);
@@ -325,6 +328,7 @@ void CRstLines::SetData(CRasterArray* arr) {
 
 void CRstLines::MoveData(CRstLines* other) {
   if (!other || other == this) return;
+  RGN_VALIDATE(Invariant(*this) && Invariant(*other));
   if (m_bOwnData) Delete(m_pRstArray);
   m_pRstArray = other->m_pRstArray;
   m_rcBox = other->m_rcBox;
@@ -332,4 +336,5 @@ void CRstLines::MoveData(CRstLines* other) {
   other->m_pRstArray = nullptr;
   other->m_bOwnData = TRUE;
   SetRectEmpty(&other->m_rcBox);
+  RGN_VALIDATE(Invariant(*this) && Invariant(*other));
 }

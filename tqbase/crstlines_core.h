@@ -55,9 +55,11 @@ bool Guarded(const char* op, Body&& body) {
 
 // ---- sizes -----------------------------------------------------------------------
 
-// The one sizing path: every count the engine allocates for passes here.
-// Throws TooLarge for a negative count or one beyond kMaxItems, so that a
-// request that is too large is reported as such, never as a lack of memory.
+// The one sizing path: every count the engine sizes a block or an array
+// from passes here (the lists of pieces, slabs and bands that grow one
+// entry at a time are bounded by counts that passed already). Throws
+// TooLarge for a negative count or one beyond kMaxItems, so that a request
+// that is too large is reported as such, never as a lack of memory.
 inline long long CheckedCount(long long n) {
   if (n < 0 || n > kMaxItems) throw TooLarge();
   return n;

@@ -172,6 +172,7 @@ BOOL CRstLines::CopyRaster(RSRLINE* dst, const RSRLINE* src) {
     dst->arRun.vec().swap(runs.vec());
     dst->arCount.vec().swap(counts.vec());
     dst->rcBox = src->rcBox;
+    RGN_VALIDATE(Invariant(dst, false));
     return true;
   });
 }
@@ -186,6 +187,7 @@ BOOL CRstLines::CopyRasterArray(CRasterArray* dst, const CRasterArray* src) {
     for (const RSRLINE* s : *src)
       if (s) copy.Add(CopyPiece(s));
     copy.MoveTo(dst);
+    RGN_VALIDATE(Invariant(dst, false));
     return true;
   });
 }
