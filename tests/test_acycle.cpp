@@ -15,7 +15,6 @@
 #include <map>
 #include <random>
 #include <set>
-#include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -24,37 +23,25 @@ namespace {
 
 CYCLEINFO Cycle(int w, int h, int p, int way, int on = 1) {
   CYCLEINFO ci;
-  ci.width = w;
-  ci.height = h;
-  ci.param = p;
-  ci.way = way;
-  ci.onOff = on;
+  ci.width = w, ci.height = h, ci.param = p, ci.way = way, ci.onOff = on;
   return ci;
 }
 
+// A failing random case prints the record and input as code.
+std::string Join(std::initializer_list<long long> v) {
+  std::string s;
+  for (long long x : v) s += (s.empty() ? "" : ", ") + std::to_string(x);
+  return s;
+}
 std::string Code(const CYCLEINFO& ci) {
-  std::ostringstream s;
-  s << "CYCLEINFO ci = Cycle(" << ci.width << ", " << ci.height << ", " << ci.param << ", " << ci.way << ", "
-    << ci.onOff << ");";
-  return s.str();
+  return "CYCLEINFO ci = Cycle(" + Join({ci.width, ci.height, ci.param, ci.way, ci.onOff}) + ");";
 }
-std::string Code(const APTLENGTH& r) {
-  std::ostringstream s;
-  s << " APTLENGTH run = {" << r.x << ", " << r.y << ", " << r.length << "};";
-  return s.str();
-}
+std::string Code(const APTLENGTH& r) { return " APTLENGTH run = {" + Join({r.x, r.y, r.length}) + "};"; }
 std::string Code(const RECT& r, const char* name = "rc") {
-  std::ostringstream s;
-  s << " RECT " << name << " = {" << r.left << ", " << r.top << ", " << r.right << ", " << r.bottom << "};";
-  return s.str();
+  return std::string(" RECT ") + name + " = {" + Join({r.left, r.top, r.right, r.bottom}) + "};";
 }
 
-POINT Pt(int x, int y) {
-  POINT p;
-  p.x = x;
-  p.y = y;
-  return p;
-}
+POINT Pt(int x, int y) { return POINT{x, y}; }
 
 // ---------------------------------------------------------------------------
 // The brute-force model: fold by stepping whole tiles, one at a time.
@@ -141,20 +128,34 @@ TEST(ACycleFold, LeavesPointWhenOffZeroSizedOrOddWay) {
   }
 }
 
-TEST(ACycleFold, AgreesWithSteppingModel) {
-  std::mt19937 rng(1);
-  for (int trial = 0; trial < 20000; ++trial) {
-    int w = 1 + (int)(rng() % 40), h = 1 + (int)(rng() % 40);
-    int p = (int)(rng() % 301) - 150;  // often beyond the tile
-    int way = 1 + (int)(rng() % 2);
-    CYCLEINFO ci = Cycle(w, h, p, way);
-    int x = (int)(rng() % 4001) - 2000, y = (int)(rng() % 4001) - 2000;
+// Small tiles and coordinates against the stepping model; tiles up to
+// INT_MAX and any coordinates and displacements against what defines the
+// fold: the result lies in the tile and differs from the point by a lattice
+// translation (which makes it unique).
+TEST(ACycleFold, AgreesWithSteppingModelAndStaysExactAtTheLimits) {
+  std::mt19937_64 rng(1);
+  const int edge[] = {INT_MIN, INT_MIN + 1, -1, 0, 1, INT_MAX - 1, INT_MAX};
+  auto any = [&] { return rng() % 2 ? (int)rng() : edge[rng() % 7]; };
+  for (int trial = 0; trial < 24000; ++trial) {
+    const bool limits = trial % 6 == 0;
+    const int w = limits && rng() % 3 == 0 ? INT_MAX - (int)(rng() % 3) : 1 + (int)(rng() % (limits ? 1000 : 40));
+    const int h = limits && rng() % 5 == 0 ? INT_MAX : 1 + (int)(rng() % (limits ? 1000 : 40));
+    const int p = limits ? any() : (int)(rng() % 301) - 150;  // often beyond the tile
+    const CYCLEINFO ci = Cycle(w, h, p, 1 + (int)(rng() % 2));
+    const int x = limits ? any() : (int)(rng() % 4001) - 2000, y = limits ? any() : (int)(rng() % 4001) - 2000;
+    const POINT got = ACycle::GCalLocalPoint(x, y, &ci);
+    const std::string code = Code(ci) + " ACycle::GCalLocalPoint(" + Join({x, y}) + ", &ci);";
+    ASSERT_TRUE(got.x >= 0 && got.x < w && got.y >= 0 && got.y < h) << code;
+    const long long dx = (long long)x - got.x, dy = (long long)y - got.y;
+    if (ci.way == 1) {
+      ASSERT_TRUE(dx % w == 0 && (dy - dx / w * (long long)p) % h == 0) << code;
+    } else {
+      ASSERT_TRUE(dy % h == 0 && (dx - dy / h * (long long)p) % w == 0) << code;
+    }
+    if (limits) continue;
     long long mx = x, my = y;
     ModelFold(mx, my, ci);
-    POINT got = ACycle::GCalLocalPoint(x, y, &ci);
-    ASSERT_TRUE(got.x == mx && got.y == my)
-        << Code(ci) << " POINT p = ACycle::GCalLocalPoint(" << x << ", " << y << ", &ci); // expected (" << mx
-        << ", " << my << ") got (" << got.x << ", " << got.y << ")";
+    ASSERT_TRUE(got.x == mx && got.y == my) << code << " // expected (" << mx << ", " << my << ")";
     // The in-place and double forms agree.
     POINT q = Pt(x, y);
     ACycle::GCalLocalPoint(q, &ci);
@@ -162,35 +163,7 @@ TEST(ACycleFold, AgreesWithSteppingModel) {
     ACycle::GCalLocalPoint(&ix, &iy, &ci);
     POINTD d(x, y);
     ACycle::GCalLocalPointD(d, &ci);
-    ASSERT_TRUE(q.x == mx && q.y == my && ix == mx && iy == my && d.x == mx && d.y == my)
-        << Code(ci) << " (" << x << ", " << y << ")";
-  }
-}
-
-TEST(ACycleFold, ExtremeCoordinatesStayExact) {
-  std::mt19937_64 rng(3);
-  const int edge[] = {INT_MIN, INT_MIN + 1, -1, 0, 1, INT_MAX - 1, INT_MAX};
-  for (int trial = 0; trial < 4000; ++trial) {
-    int w = trial % 3 ? 1 + (int)(rng() % 1000) : INT_MAX - (int)(rng() % 3);
-    int h = trial % 5 ? 1 + (int)(rng() % 1000) : INT_MAX;
-    int p = trial % 2 ? (int)rng() : edge[rng() % 7];
-    CYCLEINFO ci = Cycle(w, h, p, 1 + trial % 2);
-    int x = trial % 4 ? (int)rng() : edge[rng() % 7];
-    int y = trial % 3 ? (int)rng() : edge[rng() % 7];
-    POINT f = ACycle::GCalLocalPoint(x, y, &ci);
-    std::string code = Code(ci) + " ACycle::GCalLocalPoint(" + std::to_string(x) + ", " + std::to_string(y) + ", &ci);";
-    ASSERT_TRUE(f.x >= 0 && f.x < w && f.y >= 0 && f.y < h) << code;
-    // The move is a lattice translation.
-    long long dx = (long long)x - f.x, dy = (long long)y - f.y;
-    if (ci.way == 1) {
-      ASSERT_EQ(dx % w, 0) << code;
-      long long rest = dy - (dx / w) * (long long)p;
-      ASSERT_EQ(rest % h, 0) << code;
-    } else {
-      ASSERT_EQ(dy % h, 0) << code;
-      long long rest = dx - (dy / h) * (long long)p;
-      ASSERT_EQ(rest % w, 0) << code;
-    }
+    ASSERT_TRUE(q.x == mx && q.y == my && ix == mx && iy == my && d.x == mx && d.y == my) << code;
   }
 }
 
@@ -218,20 +191,6 @@ TEST(ACycleFold, DoublesKeepTheTileInvariant) {
     ASSERT_TRUE(q.x >= 0 && q.x < c.width && q.y >= 0 && q.y < c.height)
         << Code(c) << std::hexfloat << " POINTD q(" << x << ", " << y << ");";
   }
-}
-
-TEST(ACycleFold, ManyPointsAndMembers) {
-  ACycle cyc;
-  cyc.SetCycleParams(30, 20, 7);
-  cyc.SetCycleOnOff(1);
-  cyc.SetCycleWay(2);
-  POINT pts[3] = {Pt(-5, -5), Pt(31, 19), Pt(100, -100)}, ref[3];
-  for (int i = 0; i < 3; ++i) ref[i] = ACycle::GCalLocalPoint(pts[i].x, pts[i].y, cyc.CycleInfoPtr());
-  cyc.CalLocalPoints(pts, 3);
-  for (int i = 0; i < 3; ++i) EXPECT_TRUE(pts[i].x == ref[i].x && pts[i].y == ref[i].y) << i;
-  // Off: only a point inside the tile is in the situation.
-  cyc.SetCycleOnOff(0);
-  for (POINT t : {Pt(29, 19), Pt(30, 0), Pt(-1, 0)}) EXPECT_EQ(cyc.CycleSituation(&t) != 0, t.x == 29) << t.x;
 }
 
 // ---------------------------------------------------------------------------
@@ -542,6 +501,11 @@ TEST(ACycleClip, CopiesAgreeWithLatticeModel) {
           << code;
       ASSERT_EQ(pc.x - offsets[i], starts[i].x) << code;
     }
+    // Without a window: the pieces of cutting the run, in the same order.
+    const std::vector<RunPiece> cut = CutRun(run, ci);
+    ASSERT_EQ(ACycle::GCycleSituation(&run, &pieces, &offsets, nullptr, &ci), (int)cut.size()) << code;
+    for (size_t i = 0; i < cut.size(); ++i)
+      ASSERT_EQ((RunPiece{pieces[i].x, pieces[i].y, pieces[i].length, offsets[i]}), cut[i]) << code;
     // Points.
     POINT pt = Pt(run.x, run.y);
     CArray<POINT> pts;
@@ -572,68 +536,31 @@ TEST(ACycleClip, CopiesAgreeWithLatticeModel) {
   }
 }
 
-TEST(ACycleClip, TileClipMatchesCutting) {
-  // A null clip and a clip equal to T take the cutting path itself; a clip
-  // one lattice step away sees the same copies.
-  std::mt19937 rng(41);
-  for (int trial = 0; trial < 500; ++trial) {
-    int w = 2 + (int)(rng() % 20), h = 2 + (int)(rng() % 20);
-    int way = 1 + (int)(rng() % 2);
-    int p = (int)(rng() % (way == 1 ? 2 * h + 1 : 2 * w + 1)) - (way == 1 ? h : w);
-    CYCLEINFO ci = Cycle(w, h, p, way);
-    APTLENGTH run = {(int)(rng() % 201) - 100, (int)(rng() % 201) - 100, 1 + (int)(rng() % 60)};
-    std::string code = Code(ci) + Code(run);
-    std::vector<RunPiece> cut = CutRun(run, ci);
-    CArray<APTLENGTH> a;
-    CArray<int> ao;
-    ASSERT_EQ(ACycle::GCycleSituation(&run, &a, &ao, nullptr, &ci), (int)cut.size()) << code;
-    RECT moved = way == 1 ? RECT{w, p, 2 * w, p + h} : RECT{p, h, p + w, 2 * h};
-    CArray<APTLENGTH> b;
-    CArray<int> bo;
-    ASSERT_EQ(ACycle::GCycleSituation(&run, &b, &bo, &moved, &ci), (int)cut.size()) << code << Code(moved, "clip");
-    std::vector<RunPiece> viaClip;
-    for (int i = 0; i < b.GetSize(); ++i) viaClip.push_back(RunPiece{b[i].x, b[i].y, b[i].length, bo[i]});
-    std::vector<RunPiece> sortedCut = cut;
-    auto byPos = [](const RunPiece& l, const RunPiece& r) {
-      return std::tie(l.y, l.x, l.offset) < std::tie(r.y, r.x, r.offset);
-    };
-    std::sort(sortedCut.begin(), sortedCut.end(), byPos);
-    std::sort(viaClip.begin(), viaClip.end(), byPos);
-    ASSERT_EQ(viaClip, sortedCut) << code << Code(moved, "clip");
-  }
-}
-
 TEST(ACycleClip, BadArgumentsAndLimits) {
-  CYCLEINFO ci = Cycle(10, 10, 3, 1);
+  const CYCLEINFO ci = Cycle(10, 10, 3, 1), zero = Cycle(0, 10, 3, 1), off = Cycle(10, 10, 3, 1, 0);
   CArray<POINT> out;
-  RECT clip = {0, 0, 5, 5};
-  RECT empty = {0, 0, 0, 5};
-  POINT p = Pt(3, 3);
+  // A null point, an empty window, null pieces, a tile of width 0, and a
+  // window too wide for relative coordinates are refused.
+  const RECT clip = {0, 0, 5, 5}, empty = {0, 0, 0, 5}, huge = {INT_MIN, 0, INT_MAX, 1};
+  const POINT p = Pt(3, 3);
+  const APTLENGTH run = {0, 0, 5};
   EXPECT_EQ(ACycle::GCycleSituation((const POINT*)nullptr, out, &clip, &ci), 0);
   EXPECT_EQ(ACycle::GCycleSituation(&p, out, &empty, &ci), 0);
-  APTLENGTH run = {0, 0, 5};
   EXPECT_EQ(ACycle::GCycleSituation(&run, (CArray<APTLENGTH>*)nullptr, nullptr, &clip, &ci), 0);
-  CYCLEINFO zero = Cycle(0, 10, 3, 1);
   EXPECT_EQ(ACycle::GCycleSituation(&p, out, &clip, &zero), 0);
+  EXPECT_EQ(ACycle::GCycleSituation(&p, out, &huge, &ci), 0);
   CArray<APTLENGTH> pieces;
   pieces.SetSize(3);
   EXPECT_EQ(ACycle::GCycleSituation(&run, &pieces, nullptr, nullptr, &zero), 0);
-  EXPECT_EQ(pieces.GetSize(), 0);
-  // A window too wide for relative coordinates is refused.
-  RECT huge = {INT_MIN, 0, INT_MAX, 1};
-  EXPECT_EQ(ACycle::GCycleSituation(&p, out, &huge, &ci), 0);
+  EXPECT_EQ(pieces.GetSize(), 0);  // emptied
   // Off: the one copy, wherever it is.
-  CYCLEINFO off = Cycle(10, 10, 3, 1, 0);
-  RECT far = {1000, 1000, 1010, 1010};
-  POINT q = Pt(1005, 1001);
+  const RECT far = {1000, 1000, 1010, 1010};
+  const POINT q = Pt(1005, 1001);
   ASSERT_EQ(ACycle::GCycleSituation(&q, out, &far, &off), 1);
-  EXPECT_EQ(out[0].x, 5);
-  EXPECT_EQ(out[0].y, 1);
+  EXPECT_TRUE(out[0].x == 5 && out[0].y == 1);
   RECT a = {0, 0, 3, 3}, b = {10, 3, 12, 5};  // meets the copy at (10, 3)
   EXPECT_FALSE(ACycle::GIsIntersectant(&a, &b, &off));
-  EXPECT_TRUE(ACycle::GIsIntersectant(&a, &b, &ci) != 0);
-  ACycle cyc(ci);
-  EXPECT_TRUE(cyc.IsIntersectant(&a, &b) != 0);
+  EXPECT_TRUE(ACycle::GIsIntersectant(&a, &b, &ci) && ACycle(ci).IsIntersectant(&a, &b));
 }
 
 // ---------------------------------------------------------------------------
@@ -762,6 +689,15 @@ TEST(ACycleObject, MemberFormsUseOwnRecord) {
   POINT p = Pt(-1, 10);
   EXPECT_EQ(cyc.CycleSituation(&p, (const RECT*)nullptr), 1);
   EXPECT_EQ(p.x, 99);
+  cyc.SetCycleParams(30, 20, 7);
+  cyc.SetCycleWay(2);
+  POINT pts[3] = {Pt(-5, -5), Pt(31, 19), Pt(100, -100)}, ref[3];
+  for (int i = 0; i < 3; ++i) ref[i] = ACycle::GCalLocalPoint(pts[i].x, pts[i].y, cyc.CycleInfoPtr());
+  cyc.CalLocalPoints(pts, 3);
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(pts[i].x == ref[i].x && pts[i].y == ref[i].y) << i;
+  // Off: only a point inside the tile is in the situation.
+  cyc.SetCycleOnOff(0);
+  for (POINT t : {Pt(29, 19), Pt(30, 0), Pt(-1, 0)}) EXPECT_EQ(cyc.CycleSituation(&t) != 0, t.x == 29) << t.x;
 }
 
 }  // namespace

@@ -51,16 +51,29 @@ bool SameRect(const RECT& a, const RECT& b) {
   return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
 }
 
-Shape Make(bool ellipse, const RECT& rc, double angle) {
+// Every shape is made in both forms: the run list, and the region form,
+// which must hold the same runs (one per row) and the inclusive box, or be
+// refused when the list is empty.
+Shape Make(bool ellipse, const RECT& rc, double angle, RSRLINE* reuse = nullptr) {
   Shape s;
   CArray<POINT, POINT> runs;
   s.first = ellipse ? CEllipse::EllipseRasterLine(rc, angle, runs, &s.box)
                     : CEllipse::RectRasterLine(rc, angle, runs, &s.box);
   s.runs = runs.vec();
+  RSRLINE local, &piece = reuse ? *reuse : local;  // a reused piece: every call replaces what it held
+  const bool made =
+      ellipse ? CEllipse::EllipseRasterLine(rc, angle, piece) : CEllipse::RectRasterLine(rc, angle, piece);
+  EXPECT_EQ(made, !s.runs.empty());
+  EXPECT_EQ(piece.arRun.GetSize(), (int)s.runs.size());
+  EXPECT_EQ(piece.arCount.GetSize(), (int)s.runs.size());
+  for (int k = 0; k < piece.arRun.GetSize() && k < (int)s.runs.size(); ++k)
+    EXPECT_TRUE(piece.arCount[k] == 1 && piece.arRun[k].x1 == s.runs[(size_t)k].x &&
+                piece.arRun[k].x2 == s.runs[(size_t)k].y) << "row " << k;
+  EXPECT_TRUE(!made || SameRect(piece.rcBox, RECT{s.box.left, s.box.top, s.box.right - 1, s.box.bottom - 1}));
   return s;
 }
-Shape Ellipse(const RECT& rc, double angle) { return Make(true, rc, angle); }
-Shape Rect(const RECT& rc, double angle) { return Make(false, rc, angle); }
+Shape Ellipse(const RECT& rc, double angle, RSRLINE* reuse = nullptr) { return Make(true, rc, angle, reuse); }
+Shape Rect(const RECT& rc, double angle, RSRLINE* reuse = nullptr) { return Make(false, rc, angle, reuse); }
 
 bool Same(const Shape& a, const Shape& b) {
   return a.first == b.first && a.runs == b.runs && SameRect(a.box, b.box);
@@ -273,6 +286,7 @@ TEST(EllipseUpright, AnglesSnapToQuarterTurns) {
 
 TEST(EllipseUpright, RandomEllipsesFollowTheWidthRules) {
   std::mt19937 rng(7);
+  RSRLINE piece;
   for (int i = 0; i < 1500; ++i) {
     int w = 3 + (int)(rng() % 300), h = 3 + (int)(rng() % 300);
     if (i % 5 == 0) h = 3 + (int)(rng() % 4);
@@ -281,7 +295,7 @@ TEST(EllipseUpright, RandomEllipsesFollowTheWidthRules) {
     bool quarter = i % 3 == 0;
     double angle = quarter ? kPi / 2 : 0.0;
     SCOPED_TRACE(Call("EllipseRasterLine", rc, angle));
-    Shape s = Ellipse(rc, angle);
+    Shape s = Ellipse(rc, angle, &piece);
     ExpectWellFormed(s);
     if (w == h) continue;
     ASSERT_TRUE(Same(s, UprightModel(rc, quarter)));
@@ -289,25 +303,13 @@ TEST(EllipseUpright, RandomEllipsesFollowTheWidthRules) {
       // Inscribed: inside the rectangle, touching its top and bottom rows.
       EXPECT_TRUE(s.box.left >= rc.left && s.box.right <= rc.right);
       EXPECT_TRUE(s.box.top == rc.top && s.box.bottom == rc.bottom);
+      continue;
     }
-  }
-}
-
-TEST(EllipseUpright, EllipseStaysInsideItsRectangleUnderAQuarterTurn) {
-  // The ellipse and the rectangle of one bounding rectangle are placed by
-  // the same rule, so the ellipse stays inscribed when both are turned.
-  std::mt19937 rng(3);
-  for (int i = 0; i < 300; ++i) {
-    int w = 3 + (int)(rng() % 80), h = 3 + (int)(rng() % 80);
-    RECT rc{-50, 20, -50 + w, 20 + h};
-    Shape e = Ellipse(rc, kPi / 2), r = Rect(rc, kPi / 2);
-    SCOPED_TRACE(Call("EllipseRasterLine", rc, kPi / 2));
-    ASSERT_EQ(e.runs.size(), r.runs.size());
-    EXPECT_EQ(e.first, r.first);
-    for (size_t k = 0; k < e.runs.size(); ++k) {
-      EXPECT_GE(e.runs[k].x, r.runs[k].x);
-      EXPECT_LE(e.runs[k].y, r.runs[k].y);
-    }
+    // The ellipse and the rectangle of one bounding rectangle are placed
+    // by the same rule, so the ellipse stays inscribed when both are turned.
+    const Shape r = Rect(rc, angle, &piece);
+    ASSERT_TRUE(s.runs.size() == r.runs.size() && s.first == r.first);
+    for (size_t k = 0; k < s.runs.size(); ++k) ASSERT_TRUE(s.runs[k].x >= r.runs[k].x && s.runs[k].y <= r.runs[k].y);
   }
 }
 
@@ -330,30 +332,23 @@ TEST(EllipseRect, UprightAndQuarterTurns) {
   EXPECT_TRUE(SameRect(piece.rcBox, RECT{2, 3, 5, 4}));
 }
 
-// Signed distance-like margin of the pixel centre (px, py) inside the
-// rectangle rc turned by angle: positive inside, negative outside.
-double RectMargin(const RECT& rc, double angle, double px, double py) {
-  double xc = ((double)rc.left + rc.right) / 2, yc = ((double)rc.top + rc.bottom) / 2;
-  double c = std::cos(angle), s = std::sin(angle), dx = px - xc, dy = py - yc;
-  double u = dx * c + dy * s, v = -dx * s + dy * c;
-  return std::min(((double)rc.right - rc.left) / 2 - std::fabs(u),
-                  ((double)rc.bottom - rc.top) / 2 - std::fabs(v));
-}
-
-double EllipseMargin(const RECT& rc, double angle, double px, double py) {
-  double xc = ((double)rc.left + rc.right) / 2, yc = ((double)rc.top + rc.bottom) / 2;
-  double A = ((double)rc.right - rc.left) / 2, B = ((double)rc.bottom - rc.top) / 2;
-  double c = std::cos(angle), s = std::sin(angle), dx = px - xc, dy = py - yc;
-  double u = dx * c + dy * s, v = -dx * s + dy * c;
-  return 1.0 - (u * u / (A * A) + v * v / (B * B));
+// Signed distance-like margins of the pixel centre (px, py) inside the
+// rectangle rc, or its inscribed ellipse, turned by angle about rc's
+// centre: positive inside, negative outside. (u, v) is the centre's place
+// in the shape's own axes, (A, B) the half sides.
+double Margin(bool ellipse, const RECT& rc, double angle, double px, double py) {
+  const double dx = px - ((double)rc.left + rc.right) / 2, dy = py - ((double)rc.top + rc.bottom) / 2;
+  const double u = dx * std::cos(angle) + dy * std::sin(angle), v = -dx * std::sin(angle) + dy * std::cos(angle);
+  const double A = ((double)rc.right - rc.left) / 2, B = ((double)rc.bottom - rc.top) / 2;
+  return ellipse ? 1.0 - (u * u / (A * A) + v * v / (B * B)) : std::min(A - std::fabs(u), B - std::fabs(v));
 }
 
 // Per-pixel model of the shapes at general angles: a pixel belongs when its
 // centre is inside; a row with no centre inside keeps one pixel (the shape
 // crosses it only as a sliver). Pixels within a hair of the outline may go
 // either way.
-template <class Margin>
-void ExpectPixelCentres(const Shape& s, const RECT& rc, double angle, Margin margin) {
+void ExpectPixelCentres(const Shape& s, const RECT& rc, double angle, bool ellipse) {
+  auto margin = [&](double px, double py) { return Margin(ellipse, rc, angle, px, py); };
   const double hair = 1e-7;
   ASSERT_FALSE(s.runs.empty());
   for (size_t k = 0; k < s.runs.size(); ++k) {
@@ -361,7 +356,7 @@ void ExpectPixelCentres(const Shape& s, const RECT& rc, double angle, Margin mar
     const POINT& run = s.runs[k];
     int inside = 0;
     for (int x = s.box.left - 3; x <= s.box.right + 2; ++x) {
-      double m = margin(rc, angle, x + 0.5, y + 0.5);
+      double m = margin(x + 0.5, y + 0.5);
       bool in = x >= run.x && x <= run.y;
       if (m > hair) {
         ++inside;
@@ -372,18 +367,19 @@ void ExpectPixelCentres(const Shape& s, const RECT& rc, double angle, Margin mar
     }
     if (run.x == run.y && inside == 0) {
       // a sliver row: its one pixel must be near the shape
-      ASSERT_GT(margin(rc, angle, run.x + 0.5, y + 0.5), -2.0);
+      ASSERT_GT(margin(run.x + 0.5, y + 0.5), -2.0);
     }
   }
   // No row with a centre clearly inside is left out.
   for (int y : {s.first - 1, s.first + (int)s.runs.size()})
     for (int x = s.box.left - 3; x <= s.box.right + 2; ++x)
-      ASSERT_LE(margin(rc, angle, x + 0.5, y + 0.5), hair) << "row " << y << " left out";
+      ASSERT_LE(margin(x + 0.5, y + 0.5), hair) << "row " << y << " left out";
 }
 
 TEST(EllipseGeneral, TurnedShapesHoldThePixelCentresInside) {
   std::mt19937 rng(11);
   std::uniform_real_distribution<double> turn(-7.0, 7.0);
+  RSRLINE piece;
   for (int i = 0; i < 600; ++i) {
     int w = 1 + (int)(rng() % 90), h = 1 + (int)(rng() % 90);
     int l = (int)(rng() % 401) - 200, t = (int)(rng() % 401) - 200;
@@ -394,40 +390,10 @@ TEST(EllipseGeneral, TurnedShapesHoldThePixelCentresInside) {
     for (bool ellipse : {false, true}) {
       if (ellipse && (w < 3 || h < 3 || w == h)) continue;
       SCOPED_TRACE(Call(ellipse ? "EllipseRasterLine" : "RectRasterLine", rc, angle));
-      Shape s = Make(ellipse, rc, angle);
+      Shape s = Make(ellipse, rc, angle, &piece);
       ExpectWellFormed(s);
-      ExpectPixelCentres(s, rc, angle, ellipse ? EllipseMargin : RectMargin);
+      ExpectPixelCentres(s, rc, angle, ellipse);
     }
-  }
-}
-
-// ---- the region form --------------------------------------------------------
-
-// A piece as the region engine requires it, with one run per row.
-void ExpectPieceOf(const RSRLINE& piece, const Shape& s) {
-  ASSERT_EQ(piece.arRun.GetSize(), (int)s.runs.size());
-  ASSERT_EQ(piece.arCount.GetSize(), (int)s.runs.size());
-  for (int k = 0; k < piece.arRun.GetSize(); ++k) {
-    EXPECT_EQ(piece.arCount[k], 1);
-    EXPECT_EQ(piece.arRun[k].x1, s.runs[(size_t)k].x);
-    EXPECT_EQ(piece.arRun[k].x2, s.runs[(size_t)k].y);
-  }
-  EXPECT_TRUE(SameRect(piece.rcBox, RECT{s.box.left, s.box.top, s.box.right - 1, s.box.bottom - 1}));
-}
-
-TEST(EllipseRegion, PiecesAreTheRunListInRegionForm) {
-  std::mt19937 rng(123);
-  RSRLINE piece;  // reused: every call replaces what it held
-  for (int i = 0; i < 300; ++i) {
-    int w = 1 + (int)(rng() % 70), h = 1 + (int)(rng() % 70);
-    int l = (int)(rng() % 201) - 100, t = (int)(rng() % 201) - 100;
-    RECT rc{l, t, l + w, t + h};
-    double angle = (i % 4 == 0) ? 0.0 : (i % 4 == 1) ? kPi / 2 : (rng() % 6283) * 0.001;
-    SCOPED_TRACE(Call("EllipseRasterLine", rc, angle));
-    ASSERT_TRUE(CEllipse::EllipseRasterLine(rc, angle, piece));
-    ExpectPieceOf(piece, Ellipse(rc, angle));
-    ASSERT_TRUE(CEllipse::RectRasterLine(rc, angle, piece));
-    ExpectPieceOf(piece, Rect(rc, angle));
   }
 }
 

@@ -11,12 +11,7 @@
 
 namespace {
 
-POINT Pt(int x, int y) {
-  POINT p;
-  p.x = x;
-  p.y = y;
-  return p;
-}
+POINT Pt(int x, int y) { return POINT{x, y}; }
 
 // The conversion rules written out longhand, for the random comparisons.
 long long ModelTrunc(double v) {
@@ -102,7 +97,7 @@ TEST(Geometry, RectanglesCompareExactly) {
   EXPECT_TRUE(RECTD(rc) == a);
 }
 
-TEST(Geometry, EmptinessAndNullness) {
+TEST(Geometry, EmptinessNullnessAndPtInRect) {
   EXPECT_FALSE(RECTD(5, 0, 2, 3).IsRectEmpty());  // inverted is not empty
   EXPECT_TRUE(RECTD(2, 0, 2, 3).IsRectEmpty());
   EXPECT_TRUE(RECTD(0, 3, 7, 3).IsRectEmpty());
@@ -111,15 +106,13 @@ TEST(Geometry, EmptinessAndNullness) {
   RECTD r(1, 2, 3, 4);
   r.SetRectEmpty();
   EXPECT_TRUE(r.IsRectNull());
-}
-
-TEST(Geometry, PtInRectIsHalfOpen) {
-  RECTD r(0, 0, 10, 5);
+  r = RECTD(0, 0, 10, 5);  // PtInRect is half-open
   EXPECT_TRUE(r.PtInRect(POINTD(0, 0)) && r.PtInRect(POINTD(9.999, 4.999)));
   EXPECT_FALSE(r.PtInRect(POINTD(10, 2)) || r.PtInRect(POINTD(2, 5)) || r.PtInRect(POINTD(-1e-12, 2)));
 }
 
-TEST(Geometry, UnionIncludesZeroRectangles) {
+TEST(Geometry, UnionMeasuresAndOffset) {
+  // The union includes zero rectangles.
   RECTD u;
   u.UnionRect(RECTD(5, 6, 10, 12), RECTD());
   EXPECT_TRUE(u == RECTD(0, 0, 10, 12));
@@ -127,9 +120,6 @@ TEST(Geometry, UnionIncludesZeroRectangles) {
   RECTD a(1, 1, 2, 2);
   a.UnionRect(a, RECTD(-3, 0, 0, 5));
   EXPECT_TRUE(a == RECTD(-3, 0, 2, 5));
-}
-
-TEST(Geometry, MeasuresAndOffset) {
   RECTD r(4, 8, 0, 2);  // inverted: negative measures
   EXPECT_TRUE(r.Width() == -4 && r.Height() == -6 && r.CenterPoint() == POINTD(2, 5));
   r.OffsetRect(1, -1);

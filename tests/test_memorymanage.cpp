@@ -35,8 +35,8 @@ TEST_F(MemoryManager, ZeroSizesAndNullArgumentsGiveTheStatedResults) {
   EXPECT_EQ(AGV::_RAVirtualUnlock(nullptr, 16), 1);
   EXPECT_EQ(AGV::_RAVirtualLock(nullptr, 16), 0);
   EXPECT_EQ(AGV::_RAGlobalReAllocPtr(nullptr, 10, GHND), nullptr);
-  // Size 0 fires the assertion; the null arguments above that the system
-  // tolerates do not.
+  // Size 0 fires the assertion; the null arguments above, which the
+  // underlying block and page calls tolerate, do not.
   EXPECT_EQ(hooks.Assertions(), 3);
   int stray = 0;
   EXPECT_EQ(AGV::_RAGlobalFreePtr(&stray), 1);  // not a block: nothing to free
@@ -83,7 +83,7 @@ TEST_F(MemoryManager, ZeroInitAndLockCounts) {
 
 TEST_F(MemoryManager, DoubleRecordAndUnknownDeleteAssertWithoutCorruption) {
   HGLOBAL h = AGlobalAlloc(GHND, 16);
-  // Freeing a block the register never saw: the system frees it, the
+  // Freeing a block the register never saw: GlobalFree frees it, the
   // register asserts and is unchanged.
   HGLOBAL raw = GlobalAlloc(GHND, 16);
   EXPECT_EQ(AGlobalFree(raw), nullptr);
@@ -106,7 +106,7 @@ TEST_F(MemoryManager, ReAllocPtrKeepsContentsOrHandsBackAFreshBlock) {
   for (int i = 0; i < 100; ++i) ASSERT_EQ(q[i], i);
   for (int i = 100; i < 100000; i += 997) ASSERT_EQ(q[i], 0);  // zero-filled growth
   EXPECT_EQ(AGV::GetGlobalAllocCount(), 1);
-  // A pointer the system cannot map: a fresh block is returned.
+  // A pointer GlobalHandle cannot map: a fresh block is returned.
   int notABlock = 0;
   void* fresh = AGlobalReAllocPtr(&notABlock, 32, GHND);
   ASSERT_NE(fresh, nullptr);

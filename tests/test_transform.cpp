@@ -46,12 +46,7 @@ void ExpectNear(const M3& a, const M3& b, double tol, const std::string& what) {
 
 TransMatrix Mx(double m11, double m12, double m21, double m22, double dx = 0, double dy = 0) {
   TransMatrix t;
-  t.m11 = m11;
-  t.m12 = m12;
-  t.m21 = m21;
-  t.m22 = m22;
-  t.dx = dx;
-  t.dy = dy;
+  t.m11 = m11, t.m12 = m12, t.m21 = m21, t.m22 = m22, t.dx = dx, t.dy = dy;
   return t;
 }
 
@@ -88,40 +83,26 @@ TEST(Transform, RandomChainsMatchMatrixAlgebra) {
     M3 m = Translate3(0, 0);
     std::ostringstream code;
     code << "ATransform t;";
+    // Each step: the call as code, then the call and its matrix.
+    auto note = [&](const char* fn, std::initializer_list<double> args) {
+      const char* sep = "";
+      code << " t." << fn << "(";
+      for (double v : args) code << sep << v, sep = ",";
+      code << ");";
+    };
     for (int k = 0; k < 6; ++k) {
-      double a = u(rng), b = u(rng), cx = u(rng), cy = u(rng);
+      const double a = u(rng), b = u(rng), cx = u(rng), cy = u(rng), ang = std::fmod(std::fabs(a), kPi);
       switch (op(rng)) {
-        case 0:
-          t.Translation(a, b);
-          m = Mul(m, Translate3(a, b));
-          code << " t.Translation(" << a << "," << b << ");";
+        case 0: note("Translation", {a, b}); t.Translation(a, b); m = Mul(m, Translate3(a, b)); break;
+        case 1: note("Scaling", {a, b, cx, cy}); t.Scaling(a, b, cx, cy); m = Mul(m, About(Scale3(a, b), cx, cy));
           break;
-        case 1:
-          t.Scaling(a, b, cx, cy);
-          m = Mul(m, About(Scale3(a, b), cx, cy));
-          code << " t.Scaling(" << a << "," << b << "," << cx << "," << cy << ");";
+        case 2: note("Rotate", {a, cx, cy}); t.Rotate(a, cx, cy); m = Mul(m, About(Rotate3(a), cx, cy)); break;
+        case 3:  // x' = x + b (y - cy), y' = y + a (x - cx)
+          note("Shear", {a, b, cx, cy}); t.Shear(a, b, cx, cy); m = Mul(m, M3{1, a, 0, b, 1, 0, -b * cy, -a * cx, 1});
           break;
-        case 2:
-          t.Rotate(a, cx, cy);
-          m = Mul(m, About(Rotate3(a), cx, cy));
-          code << " t.Rotate(" << a << "," << cx << "," << cy << ");";
-          break;
-        case 3: {
-          t.Shear(a, b, cx, cy);
-          // x' = x + b (y - cy), y' = y + a (x - cx)
-          M3 e = {1, a, 0, b, 1, 0, -b * cy, -a * cx, 1};
-          m = Mul(m, e);
-          code << " t.Shear(" << a << "," << b << "," << cx << "," << cy << ");";
-          break;
-        }
-        case 4: {
-          double ang = std::fmod(std::fabs(a), kPi);
-          t.Reflection(ang, cx, cy);
-          M3 e = Mul(Mul(Rotate3(-ang), Scale3(1, -1)), Rotate3(ang));
-          m = Mul(m, About(e, cx, cy));
-          code << " t.Reflection(" << ang << "," << cx << "," << cy << ");";
-          break;
-        }
+        default:
+          note("Reflection", {ang, cx, cy}); t.Reflection(ang, cx, cy);
+          m = Mul(m, About(Mul(Mul(Rotate3(-ang), Scale3(1, -1)), Rotate3(ang)), cx, cy));
       }
     }
     M3 got = FromT(t);
@@ -161,7 +142,7 @@ TEST(Transform, ProductsAndOperators) {
   EXPECT_GE(hooks.Assertions(), 2);
 }
 
-TEST(Transform, TwoDimensionalInverse) {
+TEST(Transform, TwoDimensionalInverseAndNearSingularMatrices) {
   std::mt19937_64 rng(99);
   std::uniform_real_distribution<double> u(-10, 10);
   for (int trial = 0; trial < 500; ++trial) {
@@ -179,16 +160,11 @@ TEST(Transform, TwoDimensionalInverse) {
     ASSERT_TRUE(again.InverseMatrix(inv));
     EXPECT_NEAR(again.dx, m.dx, 1e-8);
   }
-}
-
-TEST(Transform, NearSingularInverseIsRefusedButBackwardMapWorks) {
+  // Near singular: refused and left as it was, while the backward map works.
   TransMatrix m = Mx(5e-11, 0, 0, 1, 3);  // det = 5e-11
-  TransMatrix before = m;
   EXPECT_FALSE(m.InverseMatrix());
-  EXPECT_EQ(m.m11, before.m11);
-  EXPECT_EQ(m.dx, before.dx);
-  ATransform t(m);
-  EXPECT_TRUE(t.CanInverseCalc());
+  EXPECT_TRUE(m.m11 == 5e-11 && m.dx == 3);
+  EXPECT_TRUE(ATransform(m).CanInverseCalc());
   EXPECT_FALSE(ATransform(Mx(0, 0, 0, 1)).CanInverseCalc());
   // A determinant of exactly 1e-10 is outside the open tolerance.
   TransMatrix e = Mx(1e-10, 0, 0, 1);
@@ -330,7 +306,7 @@ TEST(Transform, ArraysAndXformRoundTrip) {
   EXPECT_EQ(ATransform(xf).GetMatrix().m21, 3);
 }
 
-TEST(Transform, GaussJordanInverse) {
+TEST(Transform, GaussJordanInverseAndItsRefusals) {
   std::mt19937_64 rng(77);
   std::uniform_real_distribution<double> u(-1, 1);
   for (int n : {1, 2, 3, 4, 5, 8, 17, 24}) {
@@ -365,9 +341,7 @@ TEST(Transform, GaussJordanInverse) {
   TransMatrix inv2 = t.GetMatrix();
   ASSERT_TRUE(inv2.InverseMatrix());
   ExpectNear(m3, FromT(ATransform(inv2)), 1e-12, "3x3 against 2-D inverse");
-}
-
-TEST(Transform, GaussJordanRefusesSingularAndBadArguments) {
+  // Singular, tiny and NaN matrices and bad arguments are refused.
   double s[9] = {1, 2, 3, 2, 4, 6, 0, 1, 1};  // rank 2
   EXPECT_FALSE(TransMatrix::InverseMatrix(s, 3));
   double z[4] = {0, 0, 0, 0};
@@ -503,13 +477,9 @@ TEST(Transform, ResolutionFailures) {
   TransMatrix before = s.GetMatrix();
   EXPECT_FALSE(sh.Resolution(p, p, &s, &m, &r));  // axes not perpendicular
   EXPECT_TRUE(s.GetMatrix().m11 == before.m11);   // nothing written
-}
-
-TEST(Transform, ResolutionQuarterTurnFormAsserts) {
   // m11 exactly 0 with a usable m22 passes the checks and reaches the
   // quarter-turn form, which asserts (m22 is not 0).
   tqtest::HookCapture hooks;
-  ATransform s, m, r;
   EXPECT_TRUE(ATransform(Mx(0, 2, -3, 1)).Resolution(POINTD(), POINTD(), &s, &m, &r));
   EXPECT_EQ(hooks.Assertions(), 1);
   EXPECT_EQ(s.GetMatrix().m11, 2);   // sx = m12
@@ -523,16 +493,16 @@ TEST(Transform, SourceFormsLoadThenApply) {
   ATransform src, a, b, c, d, e;
   src.Rotate(0.2, 1, 1);
   src.Translation(5, 5);
-  a.Scaling(&src, 2, 3, 1, 0);
-  b.Rotate(src, 0.7, 2, 0);
-  c.Translation(src, 1, -1);
-  d.Shear(src, 0.1, 0.2, 0, 1);
-  e.Reflection(src, 0.4, 3, 3);
   ATransform wa = src, wb = src, wc = src, wd = src, we = src;
+  a.Scaling(&src, 2, 3, 1, 0);
   wa.Scaling(2, 3, 1, 0);
+  b.Rotate(src, 0.7, 2, 0);
   wb.Rotate(0.7, 2, 0);
+  c.Translation(src, 1, -1);
   wc.Translation(1, -1);
+  d.Shear(src, 0.1, 0.2, 0, 1);
   wd.Shear(0.1, 0.2, 0, 1);
+  e.Reflection(src, 0.4, 3, 3);
   we.Reflection(0.4, 3, 3);
   EXPECT_TRUE(a == wa && b == wb && c == wc && d == wd && e == we);
 }

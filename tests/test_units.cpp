@@ -28,7 +28,7 @@ bool Close(double a, double b, double rel = 1e-12) {
   return std::fabs(a - b) <= rel * std::fmax(1.0, std::fmax(std::fabs(a), std::fabs(b)));
 }
 
-TEST_F(UnitsTest, PixelFallbackResolution) {
+TEST_F(UnitsTest, FallbackResolutionAndDefaultUnits) {
   // No resolution and no default resolution: 600 dots per millimetre.
   g_Flags.dDefRes = 0;
   EXPECT_DOUBLE_EQ(ToMM(100, 0, 1, 1), 100.0 / 600.0);
@@ -43,9 +43,7 @@ TEST_F(UnitsTest, PixelFallbackResolution) {
   // dpi, taken as 300.
   EXPECT_DOUBLE_EQ(ToINCH(300, 11.8, 3, 1), 1.0);
   EXPECT_DOUBLE_EQ(ToMM(300, 11.8, 3, 1), 300 / 11.8);
-}
-
-TEST_F(UnitsTest, DefaultUnitsComeFromTheFlags) {
+  // Unit 0 is the default unit of the flags.
   g_Flags.ResUnit = RESUNIT_DPMM;
   g_Flags.SizeUnit = SIZEUNIT_CM;
   EXPECT_DOUBLE_EQ(ToDPI(10, 0), 254.0);
@@ -352,8 +350,6 @@ TEST_F(UnitsTest, UnitTrans) {
 // ---------------------------------------------------------------------------
 // Zoom
 
-// 1/12 steps by 2 above 1/11.1; 1e-9 has reciprocal 1e9: step 10000, then
-// the 1/20000 floor; 1e-11 is within 1e-10 of 0 and taken as 1 first.
 // The stated steps and edges of the three zooms. In: 1/12 steps by 2 above
 // 1/11.1; 1e-9 has reciprocal 1e9: step 10000, then the 1/20000 floor;
 // 1e-11 is within 1e-10 of 0 and taken as 1 first. Out: 2.5 goes 2 -> 1;
@@ -376,39 +372,28 @@ TEST(Zoom, StatedStepsAndEdges) {
   }
 }
 
-// The ladder: whole ratios 1..100 and whole reciprocals 1/2..1/10000, each
-// as the value the zoom steps produce for it.
-std::vector<double> Ladder() {
-  std::vector<double> l;
-  for (int k = 1; k <= 100; ++k) l.push_back(k);
-  for (int n = 2; n <= 10000; ++n) {
+// The ladder: whole ratios 1..100 and whole reciprocals 1/2..1/10000.
+// Each reciprocal's ladder value is canonical (the largest double at or
+// below 1/n, a fixed point of the normal zoom), and zooming out then in
+// comes back to every ladder value exactly.
+TEST(Zoom, LadderIsCanonicalAndZoomOutThenInReturns) {
+  std::vector<double> ladder;
+  for (int k = 1; k <= 100; ++k) ladder.push_back(k);
+  for (int n = 1; n <= 20000; ++n) {
     double r = 1.0 / n;
     AnxZoomNormalRatio(r);
-    l.push_back(r);
+    ASSERT_TRUE(std::floor(1.0 / r) == n && r <= 1.0 / n && 1.0 / n - r <= 4e-16 / n) << n;
+    double again = r;
+    AnxZoomNormalRatio(again);
+    ASSERT_EQ(again, r) << n;
+    if (n >= 2 && n <= 10000) ladder.push_back(r);
   }
-  return l;
-}
-
-TEST(Zoom, ZoomOutThenInReturnsOverTheWholeLadder) {
-  for (double r0 : Ladder()) {
+  for (double r0 : ladder) {
     double r = r0;
     AnxZoomOutRatio(r);
     ASSERT_LT(r, r0) << "repro: r = " << std::hexfloat << r0 << "; AnxZoomOutRatio(r);";
     AnxZoomInRatio(r);
     ASSERT_EQ(r, r0) << "repro: r = " << std::hexfloat << r0 << "; AnxZoomOutRatio(r); AnxZoomInRatio(r);";
-  }
-}
-
-TEST(Zoom, LadderValuesAreCanonical) {
-  for (int n = 1; n <= 20000; ++n) {
-    double r = 1.0 / n;
-    AnxZoomNormalRatio(r);
-    ASSERT_EQ(std::floor(1.0 / r), (double)n) << n;
-    ASSERT_LE(r, 1.0 / n) << n;
-    ASSERT_LE(1.0 / n - r, 4e-16 / n) << n;
-    double again = r;
-    AnxZoomNormalRatio(again);
-    ASSERT_EQ(again, r) << n;
   }
 }
 

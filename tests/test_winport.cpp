@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <random>
 
 namespace {
@@ -91,66 +92,102 @@ TEST(WinPort, GlobalBlocksKeepTheirHandleAcrossReAllocation) {
 }
 
 // CArray against std::vector on random operation sequences; every result
-// and the whole contents after every step. A failure prints the steps.
+// and the whole contents after every step. Elements go in by reference,
+// often from the array itself; the array is appended and inserted into
+// itself; misuses mixed in must assert once each and change nothing. A
+// failure prints the steps.
 TEST(WinPort, CArrayAgreesWithAVectorModel) {
   std::mt19937 rng(17);
-  tqtest::HookCapture hooks;  // valid operations fire no assertion
+  tqtest::HookCapture hooks;
   for (int seq = 0; seq < 300; ++seq) {
-    CArray<int, int> a;
+    CArray<int> a;  // ARG_TYPE const int&
     std::vector<int> m;
     std::string steps;
     for (int step = 0; step < 60; ++step) {
-      const int n = (int)m.size(), v = (int)(rng() % 1000), i = (int)(rng() % (unsigned)(n + 4));
+      const int n = (int)m.size(), i = (int)(rng() % (unsigned)(n + 4));
       const int at = n ? i % n : 0, c = 1 + (int)(rng() % 3), rc = (int)(rng() % (unsigned)(n - at + 1));
-      CArray<int, int> other;
-      std::vector<int> om((size_t)(rng() % 4), v);
+      const int fresh = (int)(rng() % 1000);
+      const int& v = n && rng() % 2 ? a[at] : fresh;
+      const int mv = v;
+      CArray<int> other;
+      const std::vector<int> om((size_t)(rng() % 4), mv), was = m;
       for (int x : om) other.Add(x);
-      auto pad = [&](int k) { if (k > (int)m.size()) m.resize((size_t)k); };  // past the end: zeros first
-      const int op = (int)(rng() % 9);
+      auto insert = [&](int k, const std::vector<int>& what) {  // past the end: zeros first
+        if (k > (int)m.size()) m.resize((size_t)k);
+        m.insert(m.begin() + k, what.begin(), what.end());
+      };
+      const std::function<void()> misuse[] = {
+          [&] { a.SetAtGrow(-c, v); },         [&] { a.InsertAt(-c, v); },
+          [&] { a.InsertAt(i, v, 1 - c); },    [&] { a.InsertAt(-c, &other); },
+          [&] { a.InsertAt(i, nullptr); },     [&] { a.RemoveAt(at, n - at + c); },
+          [&] { a.RemoveAt(-c, 1); },          [&] { a.RemoveAt(at, -c); },
+          [&] { a.RemoveAt(1, 0x7FFFFFFF); },  [&] { a.SetAt(n + i, v); },
+          [&] { a.SetAt(-c, v); },             [&] { a.SetSize(-c); },
+      };
+      const int before = hooks.Assertions(), op = (int)(rng() % 11);
       steps += " " + std::to_string(op) + "(" + std::to_string(i) + "," + std::to_string(c) + ")";
       switch (op) {
-        case 0: ASSERT_EQ(a.Add(v), n); m.push_back(v); break;
-        case 1: a.InsertAt(i, v, c); pad(i); m.insert(m.begin() + i, (size_t)c, v); break;
-        case 2: a.InsertAt(i, &other); pad(i); m.insert(m.begin() + i, om.begin(), om.end()); break;
+        case 0: ASSERT_EQ(a.Add(v), n); m.push_back(mv); break;
+        case 1: a.InsertAt(i, v, c); insert(i, std::vector<int>((size_t)c, mv)); break;
+        case 2: a.InsertAt(i, &other); if (!om.empty()) insert(i, om); break;
         case 3: a.RemoveAt(at, rc); m.erase(m.begin() + at, m.begin() + at + rc); break;
         case 4: a.SetSize(i); m.resize((size_t)i); break;
-        case 5: a.SetAtGrow(i, v); pad(i + 1); m[(size_t)i] = v; break;
-        case 6: ASSERT_EQ(a.Append(other), n); m.insert(m.end(), om.begin(), om.end()); break;
+        case 5: a.SetAtGrow(i, v); if (i >= n) m.resize((size_t)i + 1); m[(size_t)i] = mv; break;
+        case 6: ASSERT_EQ(a.Append(other), n); insert(n, om); break;
         case 7: a.Copy(other); m = om; break;
+        case 8:
+          if (rng() % 2) {
+            ASSERT_EQ(a.Append(a), n);
+            insert(n, was);
+          } else {
+            a.InsertAt(i, &a);
+            if (n) insert(i, was);
+          }
+          break;
+        case 9: steps += "m"; misuse[rng() % (sizeof misuse / sizeof *misuse)](); break;
         default:
           if (n) {
             a.SetAt(at, v);
             a.ElementAt((at + 1) % n) += 1;
-            m[(size_t)at] = v;
+            m[(size_t)at] = mv;
             m[(size_t)((at + 1) % n)] += 1;
           }
       }
+      ASSERT_EQ(hooks.Assertions() - before, op == 9 ? 1 : 0) << "seq " << seq << " ops(i,c):" << steps;
       ASSERT_EQ(a.vec(), m) << "seq " << seq << " ops(i,c):" << steps;
       ASSERT_EQ(a.GetUpperBound(), a.GetSize() - 1);
       ASSERT_EQ(a.GetData() == nullptr, m.empty());
     }
   }
-  EXPECT_EQ(hooks.Assertions(), 0);
 }
 
-TEST(WinPort, CArrayMisuseAssertsAndKeepsTheArray) {
+TEST(WinPort, CArrayEdges) {
   tqtest::HookCapture hooks;
-  CArray<int, int> a;
-  a.SetSize(3);
-  (void)a.GetAt(3);  // out of range: assertion reported, not a crash in the check
+  // Elements that own memory, passed from the array itself while it grows.
+  CArray<std::string> s;
+  s.Add(std::string(40, 'a'));
+  s.InsertAt(0, s[0], 9);
+  s.SetAtGrow(20, s[3]);
+  s.Add(s[20]);
+  ASSERT_EQ(s.GetSize(), 22);
+  EXPECT_TRUE(s[0] == s[21] && s[10].empty() && s[19].empty());
+  s.InsertAt(25, &s);  // past the end of itself: grows, then copies the old 22
+  ASSERT_EQ(s.GetSize(), 47);
+  EXPECT_TRUE(s[25] == s[0] && s[24].empty() && s[46] == s[21]);
+  EXPECT_EQ(hooks.Assertions(), 0);
+  // Element access cannot refuse: it asserts and indexes anyway.
+  (void)s.GetAt(47);
   EXPECT_EQ(hooks.Assertions(), 1);
-  a.InsertAt(1, 9, 0);  // no elements to insert
-  EXPECT_EQ(hooks.Assertions(), 2);
-  EXPECT_EQ(a.GetSize(), 3);
-  a.SetSize(-1);  // a negative size asserts and empties
-  EXPECT_EQ(hooks.Assertions(), 3);
-  EXPECT_EQ(a.GetSize(), 0);
-  a.Copy(a);  // copying onto itself keeps it
-  a.Add(4);
-  a.Copy(a);
-  EXPECT_EQ(a.vec(), std::vector<int>{4});
-  a.RemoveAll();
-  EXPECT_EQ(a.GetData(), nullptr);
+  // A size that GetSize cannot hold is refused before any allocation.
+  CArray<char> b;
+  b.Add('x');
+  EXPECT_THROW(b.InsertAt(0, 'y', 0x7FFFFFFF), std::bad_alloc);
+  EXPECT_THROW(b.SetAtGrow(0x7FFFFFFF, 'y'), std::bad_alloc);
+  EXPECT_EQ(b.vec(), std::vector<char>{'x'});
+  b.Copy(b);  // copying onto itself keeps it
+  EXPECT_EQ(b.vec(), std::vector<char>{'x'});
+  b.RemoveAll();
+  EXPECT_EQ(b.GetData(), nullptr);
 }
 
 // Independent statements of the string operations' rules, on std::string.
@@ -165,7 +202,7 @@ std::string Mid(const std::string& s, int first, int count) {  // count < 0: to 
   return count == -1 ? s.substr((size_t)first) : s.substr((size_t)first, (size_t)count);
 }
 int Find(const std::string& s, const std::string& sub, int start) {
-  if (start > (int)s.size()) return -1;
+  if (start < 0 || start > (int)s.size()) return -1;
   size_t p = s.find(sub, (size_t)start);
   return p == std::string::npos ? -1 : (int)p;
 }
@@ -202,10 +239,8 @@ TEST(WinPort, CStringAgreesWithAStringModel) {
     ASSERT_EQ(s.Right(c).str(), model::Right(m, c)) << where;
     ASSERT_EQ(s.Mid(i).str(), model::Mid(m, i, -1)) << where;
     ASSERT_EQ(s.Mid(i, c).str(), model::Mid(m, i, c < 0 ? 0 : c)) << where;
-    if (i >= 0) {  // Find's start must not be negative
-      ASSERT_EQ(s.Find(ch, i), model::Find(m, std::string(1, ch), i)) << where;
-      ASSERT_EQ(s.Find(sub.c_str(), i), model::Find(m, sub, i)) << where;
-    }
+    ASSERT_EQ(s.Find(ch, i), model::Find(m, std::string(1, ch), i)) << where;
+    ASSERT_EQ(s.Find(sub.c_str(), i), model::Find(m, sub, i)) << where;
     const size_t r = m.rfind(ch);
     ASSERT_EQ(s.ReverseFind(ch), r == std::string::npos ? -1 : (int)r) << where;
 
@@ -265,6 +300,11 @@ TEST(WinPort, CStringBuffersAndEdges) {
   EXPECT_EQ(t.GetLength(), 3);
   t.GetBufferSetLength(2);
   EXPECT_EQ(t, "ra");
+  t.GetBufferSetLength(4);  // "ra\0\0": the NULs are no text to search
+  EXPECT_EQ(t.Find('\0'), -1);
+  EXPECT_EQ(t.ReverseFind('\0'), -1);
+  EXPECT_EQ(t.Find('a', -1), -1);  // a negative start finds nothing, as Find(sub)
+  EXPECT_EQ(t.Find("a", -1), -1);
   EXPECT_EQ(CString("宋体").GetLength(), 6);  // UTF-8 bytes
   EXPECT_TRUE(CString((const char*)nullptr).IsEmpty() && CString("abc", -1).IsEmpty());
   EXPECT_EQ(s.Replace("", "x"), 0);  // an empty pattern replaces nothing

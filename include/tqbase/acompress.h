@@ -332,7 +332,7 @@ public:
   // sibling, 0 ending the list) from offset `first`, looking for `ch`. On
   // success *code = offset/3 + 257 and the result is 1. *last receives the
   // last node visited before the match or the end (0 when the list was
-  // empty). `prefix` is the code being extended (kept for the interface).
+  // empty). `prefix` is the code being extended (unused; part of the interface).
   static int IsStrInList(unsigned short prefix, unsigned char ch, const unsigned char* nodes,
                          unsigned short first, unsigned short* code, unsigned short* last);
 

@@ -22,8 +22,8 @@
 // region engine's stored data expects.
 //
 // Counting calls (null outputs) return the number of entries the filling
-// call needs. Rules of this library where the 32-bit original overflowed
-// or divided by zero: a count that does not fit in an int, and a rectangle
+// call needs. Rules of this library where 32-bit arithmetic would overflow
+// or divide by zero: a count that does not fit in an int, and a rectangle
 // wider or taller than INT_MAX pixels, give 0 in both calls; a negative
 // count (a negative tile size) is reported as 0.
 //
@@ -94,7 +94,8 @@ public:
   // (saved may be null) and returns TRUE.
   virtual BOOL ScaleCycleParams(DWORD resX, DWORD resY, CYCLEPARAMS* saved, int negate);
   // Scale by one packed ratio; when it is 1 and negate is 0 only saves and
-  // returns FALSE (unlike the two-ratio form; kept as the system has it).
+  // returns FALSE, where the two-ratio form returns TRUE (a deliberate rule
+  // of this library; the two forms differ on purpose).
   virtual BOOL ScaleCycleParams(DWORD resolution, CYCLEPARAMS* saved, int negate);
 
   // ---- readers ----

@@ -75,7 +75,7 @@ struct TQBASE_API POINTD {
   POINTD operator+(const POINTD& p) const { return POINTD(x + p.x, y + p.y); }
   POINTD operator-(const POINTD& p) const { return POINTD(x - p.x, y - p.y); }
   // These change the point and return a copy of the result, not a
-  // reference: callers of the original interface rely on the value form.
+  // reference: the value form is part of this library's interface.
   POINTD operator+=(const POINTD& p) { x += p.x; y += p.y; return *this; }
   POINTD operator-=(const POINTD& p) { x -= p.x; y -= p.y; return *this; }
 };

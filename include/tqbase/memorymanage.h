@@ -43,7 +43,7 @@ public:
   AGV();
   ~AGV() override;
 
-  // Release forms: the system's calls with the library's argument checks.
+  // Release forms: the Global* block calls with the library's argument checks.
   static HGLOBAL _RAGlobalAlloc(UINT flags, DWORD size);
   static HGLOBAL _RAGlobalReAlloc(HGLOBAL h, DWORD size, UINT flags);
   static HGLOBAL _RAGlobalFree(HGLOBAL h);

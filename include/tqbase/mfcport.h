@@ -7,7 +7,9 @@
 #ifndef TQBASE_MFCPORT_H
 #define TQBASE_MFCPORT_H
 
+#include <algorithm>
 #include <cstdarg>
+#include <cstddef>
 #include <new>
 #include <string>
 #include <utility>
@@ -96,6 +98,10 @@ public:
   CString Right(int count) const;
   CString Mid(int first) const;
   CString Mid(int first, int count) const;
+  // Searches give the index of the first (last) match or -1. A negative
+  // start, or one beyond GetLength(), finds nothing; an empty sub matches at
+  // start, GetLength() included. '\0' is the terminator, not text: Find
+  // and ReverseFind of it give -1, even after raw buffer writes.
   int Find(char ch, int start = 0) const;
   int Find(const char* sub, int start = 0) const;
   int ReverseFind(char ch) const;
@@ -139,10 +145,25 @@ private:
 // ---------------------------------------------------------------------------
 // CArray<TYPE, ARG_TYPE>: MFC's growable array. New elements are value
 // initialised (zero for plain records), indices are int, and GetData points
-// at contiguous storage. Copying is explicit (Copy/Append), as in MFC.
-// Out-of-range indices fire an assertion; element access does not check
-// further. Growth that the allocator refuses throws std::bad_alloc; the
-// library's own operations catch it at their boundary.
+// at contiguous storage. Copying is explicit (Copy/Append), as in MFC; an
+// array may be copied, appended or inserted into itself.
+//
+// Misuse (a negative size, index or count; an index or range outside the
+// array; a null source; nothing to insert) raises the debug assertion and
+// then does nothing: the array stays as it was. Element access (GetAt,
+// ElementAt, operator[]) is the one exception: it has to return an element,
+// so it asserts and then indexes unchecked. Growth that the allocator
+// refuses, or that would take the size past INT_MAX, throws std::bad_alloc;
+// nothing else escapes, and the library's own operations catch it at their
+// boundary.
+#define TQ_ARRAY_REQUIRE(e) \
+  do {                      \
+    if (!(e)) {             \
+      ASSERT(e);            \
+      return;               \
+    }                       \
+  } while (0)
+
 template <class TYPE, class ARG_TYPE = const TYPE&>
 class CArray {
 public:
@@ -161,8 +182,8 @@ public:
   // nGrowBy is MFC's growth hint; storage grows geometrically regardless.
   void SetSize(int newSize, int nGrowBy = -1) {
     (void)nGrowBy;
-    ASSERT(newSize >= 0);
-    m_v.resize(newSize > 0 ? (size_t)newSize : 0);
+    TQ_ARRAY_REQUIRE(newSize >= 0);
+    m_v.resize((size_t)newSize);
   }
   void FreeExtra() { m_v.shrink_to_fit(); }
   void RemoveAll() { m_v.clear(); m_v.shrink_to_fit(); }
@@ -171,36 +192,71 @@ public:
 
   const TYPE& GetAt(int i) const { ASSERT(i >= 0 && i < GetSize()); return m_v[(size_t)i]; }
   TYPE& ElementAt(int i) { ASSERT(i >= 0 && i < GetSize()); return m_v[(size_t)i]; }
-  void SetAt(int i, ARG_TYPE e) { ASSERT(i >= 0 && i < GetSize()); m_v[(size_t)i] = e; }
+  void SetAt(int i, ARG_TYPE e) {
+    TQ_ARRAY_REQUIRE(i >= 0 && i < GetSize());
+    m_v[(size_t)i] = e;
+  }
   const TYPE& operator[](int i) const { return GetAt(i); }
   TYPE& operator[](int i) { return ElementAt(i); }
   const TYPE* GetData() const { return m_v.empty() ? nullptr : m_v.data(); }
   TYPE* GetData() { return m_v.empty() ? nullptr : m_v.data(); }
 
   void SetAtGrow(int i, ARG_TYPE e) {
-    ASSERT(i >= 0);
-    if (i >= GetSize()) m_v.resize((size_t)i + 1);
-    m_v[(size_t)i] = e;
+    TQ_ARRAY_REQUIRE(i >= 0);
+    if (i >= GetSize()) {
+      TYPE keep(e);  // e may refer into the storage that resize moves
+      m_v.resize(Room((size_t)i, 1));
+      m_v[(size_t)i] = std::move(keep);
+    } else {
+      m_v[(size_t)i] = e;
+    }
   }
-  int Add(ARG_TYPE e) { m_v.push_back(e); return (int)m_v.size() - 1; }
+  int Add(ARG_TYPE e) {
+    Room(m_v.size(), 1);
+    m_v.push_back(e);
+    return (int)m_v.size() - 1;
+  }
+  // Returns the index of the first appended element (the old size).
   int Append(const CArray& src) {
-    int old = GetSize();
-    m_v.insert(m_v.end(), src.m_v.begin(), src.m_v.end());
+    const int old = GetSize();
+    Room(m_v.size(), src.m_v.size());
+    if (&src == this) {
+      const std::vector<TYPE> copy(m_v);
+      m_v.insert(m_v.end(), copy.begin(), copy.end());
+    } else {
+      m_v.insert(m_v.end(), src.m_v.begin(), src.m_v.end());
+    }
     return old;
   }
   void Copy(const CArray& src) { if (this != &src) m_v = src.m_v; }
+  // Inserting at an index past the end first grows the array with value
+  // initialised elements up to that index.
   void InsertAt(int i, ARG_TYPE e, int count = 1) {
-    ASSERT(i >= 0 && count > 0);
-    if (i > GetSize()) m_v.resize((size_t)i);
-    m_v.insert(m_v.begin() + i, (size_t)count, e);
+    TQ_ARRAY_REQUIRE(i >= 0 && count > 0);
+    const TYPE keep(e);  // e may refer into the array itself
+    const size_t at = (size_t)i;
+    if (at > m_v.size()) {
+      m_v.resize(Room(at, (size_t)count));
+      std::fill(m_v.begin() + (std::ptrdiff_t)at, m_v.end(), keep);
+    } else {
+      Room(m_v.size(), (size_t)count);
+      m_v.insert(m_v.begin() + (std::ptrdiff_t)at, (size_t)count, keep);
+    }
   }
+  // Inserting an empty array changes nothing, also past the end.
   void InsertAt(int start, const CArray* src) {
-    ASSERT(src != nullptr && start >= 0);
-    if (start > GetSize()) m_v.resize((size_t)start);
-    m_v.insert(m_v.begin() + start, src->m_v.begin(), src->m_v.end());
+    TQ_ARRAY_REQUIRE(src != nullptr && start >= 0);
+    if (src->m_v.empty()) return;
+    const size_t at = (size_t)start;
+    if (src == this) {
+      const std::vector<TYPE> copy(m_v);
+      InsertRange(at, copy);
+    } else {
+      InsertRange(at, src->m_v);
+    }
   }
   void RemoveAt(int i, int count = 1) {
-    ASSERT(i >= 0 && count >= 0 && i + count <= GetSize());
+    TQ_ARRAY_REQUIRE(i >= 0 && count >= 0 && count <= GetSize() - i);
     m_v.erase(m_v.begin() + i, m_v.begin() + i + count);
   }
 
@@ -213,8 +269,26 @@ public:
   const TYPE* end() const { return m_v.data() + m_v.size(); }
 
 private:
+  // The size after adding n elements to a size of base; refuses, as the
+  // allocator would, a size that GetSize's int cannot hold.
+  static size_t Room(size_t base, size_t n) {
+    if (n > (size_t)0x7FFFFFFF || base > (size_t)0x7FFFFFFF - n) throw std::bad_alloc();
+    return base + n;
+  }
+  void InsertRange(size_t at, const std::vector<TYPE>& src) {
+    if (at > m_v.size()) {
+      Room(at, src.size());
+      m_v.resize(at);
+    } else {
+      Room(m_v.size(), src.size());
+    }
+    m_v.insert(m_v.begin() + (std::ptrdiff_t)at, src.begin(), src.end());
+  }
+
   std::vector<TYPE> m_v;
 };
+
+#undef TQ_ARRAY_REQUIRE
 
 // ---------------------------------------------------------------------------
 // CPoint, CSize, CRect: RECT/POINT/SIZE with member helpers. CRect keeps the

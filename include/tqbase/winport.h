@@ -3,7 +3,7 @@
 // On Windows this is <windows.h>. Elsewhere it defines the value types,
 // rectangle helpers, memory flags, movable global blocks, page allocation,
 // critical sections and last-error calls with the Windows sizes, values and
-// semantics, so that code written against the original interface compiles
+// semantics, so that code written against the Windows interface compiles
 // unchanged. The MFC-style containers (CString, CArray, CRect) follow in
 // mfcport.h; they are ours on every platform, so one code path is tested.
 #ifndef TQBASE_WINPORT_H
@@ -180,7 +180,7 @@ typedef DWORD COLORREF;
 // block's data moves only on re-allocation. Lock counts are kept per block
 // (0..255, as GMEM_LOCKCOUNT); GlobalHandle maps any pointer returned by
 // GlobalLock back to its handle and rejects pointers it did not hand out.
-// Sizes are 32-bit as in the original interface.
+// Sizes are SIZE_T (pointer-sized), as in the Windows declarations.
 TQBASE_API HGLOBAL GlobalAlloc(UINT uFlags, SIZE_T dwBytes);
 TQBASE_API HGLOBAL GlobalReAlloc(HGLOBAL hMem, SIZE_T dwBytes, UINT uFlags);
 TQBASE_API HGLOBAL GlobalFree(HGLOBAL hMem);
