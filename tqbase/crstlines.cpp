@@ -219,13 +219,13 @@ int CRstLines::Add(const CRasterArray* arr, int bAdd, const ACycle* cycle) {
           return true;
         }))
       return RST_FAILED;
-    if (!UniteInPlace(*fresh, arr, &box, op)) return RST_FAILED;
+    if (!ChangeInPlace(*fresh, arr, true, &box, op)) return RST_FAILED;
     if (fresh->GetSize() == 0) return RST_EMPTY;
     Adopt(fresh.release());
     RGN_VALIDATE(Invariant(*this));
     return RST_NOTEMPTY;
   }
-  const bool ok = bAdd ? UniteInPlace(*m_pRstArray, arr, &box, op) : SubtractInPlace(*m_pRstArray, arr, &box, op);
+  const bool ok = ChangeInPlace(*m_pRstArray, arr, bAdd != 0, &box, op);
   if (!ok) return RST_FAILED;
   if (m_pRstArray->GetSize() == 0) {
     Adopt(nullptr);

@@ -234,46 +234,36 @@ void Commit(CRasterArray& region, const Meeting& m, PieceList& fresh, const std:
 
 // ---- in place ----------------------------------------------------------------------------
 
-bool tqrgn::UniteInPlace(CRasterArray& region, const CRasterArray* operand, RECT* box, const char* op) {
+// The union (unite) or the difference, in place: the pieces that meet the
+// operand are found once, then either united with it (placed by top) or
+// each replaced by its difference (placed where it stood).
+bool tqrgn::ChangeInPlace(CRasterArray& region, const CRasterArray* operand, bool unite, RECT* box, const char* op) {
   RGN_VALIDATE(Invariant(&region, false) && Invariant(operand, false));
   const bool ok = Guarded(op, [&] {
     Operand b;
     if (!operand || !b.Prepare(operand)) return Fail(op, kInvalidRegion);
     Meeting m;
-    if (!FindMeeting(region, b, true, false, m)) return Fail(op, kInvalidRegion);
-    PieceList fresh;
-    if (!b.Empty()) UniteWith(region, m, b, fresh);
-    *box = BoxOf(m, fresh);
-    Commit(region, m, fresh, nullptr);
-    return true;
-  });
-  RGN_VALIDATE(Invariant(&region, false));
-  return ok;
-}
-
-bool tqrgn::SubtractInPlace(CRasterArray& region, const CRasterArray* operand, RECT* box, const char* op) {
-  RGN_VALIDATE(Invariant(&region, false) && Invariant(operand, false));
-  const bool ok = Guarded(op, [&] {
-    Operand b;
-    if (!operand || !b.Prepare(operand)) return Fail(op, kInvalidRegion);
-    Meeting m;
-    if (!FindMeeting(region, b, false, false, m)) return Fail(op, kInvalidRegion);
+    if (!FindMeeting(region, b, unite, false, m)) return Fail(op, kInvalidRegion);
     PieceList fresh;
     std::vector<int> from;
-    ReserveFor(from, (long long)m.hit.size() + 1);
-    for (size_t h = 0; h < m.hit.size(); ++h) {
+    if (unite) {
+      if (!b.Empty()) UniteWith(region, m, b, fresh);
+    } else {
+      ReserveFor(from, (long long)m.hit.size() + 1);
+      for (size_t h = 0; h < m.hit.size(); ++h) {
+        from.push_back(fresh.Size());
+        Operand a;
+        const RSRLINE* p = region.GetData()[m.hit[h]];
+        if (m.clean[h])
+          a.PrepareChecked(p);
+        else if (!a.Prepare(p))
+          return Fail(op, kInvalidRegion);
+        CombineClean(a, b, RST_DIFF, fresh);
+      }
       from.push_back(fresh.Size());
-      Operand a;
-      const RSRLINE* p = region.GetData()[m.hit[h]];
-      if (m.clean[h])
-        a.PrepareChecked(p);
-      else if (!a.Prepare(p))
-        return Fail(op, kInvalidRegion);
-      CombineClean(a, b, RST_DIFF, fresh);
     }
-    from.push_back(fresh.Size());
     *box = BoxOf(m, fresh);
-    Commit(region, m, fresh, &from);
+    Commit(region, m, fresh, unite ? nullptr : &from);
     return true;
   });
   RGN_VALIDATE(Invariant(&region, false));

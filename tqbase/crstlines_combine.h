@@ -7,17 +7,15 @@
 
 namespace tqrgn {
 
-// region becomes region OR operand, in place: the pieces of region that
-// meet the operand (share a pixel with it or touch it side by side) are
-// united with it into new pieces, one per band of consecutive non-empty
-// rows; every other piece is kept as it is, not copied. *box receives the
-// box of the result. On failure (recorded under op) region is unchanged.
-bool UniteInPlace(CRasterArray& region, const CRasterArray* operand, RECT* box, const char* op);
-
-// region becomes region minus operand, in place: each piece that shares a
-// pixel with the operand is replaced by its difference (one piece per band),
-// the others are kept. *box and failures as above.
-bool SubtractInPlace(CRasterArray& region, const CRasterArray* operand, RECT* box, const char* op);
+// region becomes region OR operand (unite) or region minus operand, in
+// place. Union: the pieces of region that meet the operand (share a pixel
+// with it or touch it side by side) are united with it into new pieces,
+// one per band of consecutive non-empty rows, placed by top; difference:
+// each piece that shares a pixel with the operand is replaced where it
+// stood by its difference. Every other piece is kept as it is, not copied.
+// *box receives the box of the result. On failure (recorded under op)
+// region is unchanged.
+bool ChangeInPlace(CRasterArray& region, const CRasterArray* operand, bool unite, RECT* box, const char* op);
 
 // The two-array combination (a mode b) into new pieces appended to out;
 // a usable cycle brings both operands into the repeat first (not for OR).

@@ -140,7 +140,7 @@ int CRstLines::CombineCycleRst(CRstLines* dst, const CRstLines* src, const ACycl
     return RST_FAILED;
   CRasterArray* target = dst->m_pRstArray ? dst->m_pRstArray : fresh.get();
   RECT box;
-  if (!UniteInPlace(*target, &folded.Get(), &box, op)) return RST_FAILED;
+  if (!ChangeInPlace(*target, &folded.Get(), true, &box, op)) return RST_FAILED;
   if (fresh) dst->Adopt(fresh.release());
   if (IsEmpty(dst->m_pRstArray)) {
     dst->Adopt(nullptr);
