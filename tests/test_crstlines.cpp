@@ -64,6 +64,7 @@ PixelSet Pixels(const CRasterArray* a) {
     for (const RSRUN& r : p->arRun) maxX2 = std::max<long long>(maxX2, r.x2);
     if (maxX2 != p->rcBox.right) return ::testing::AssertionFailure() << "box not tight";
     if (p->rcBox.top <= lastBottom) return ::testing::AssertionFailure() << "pieces out of row order";
+    if (p->rcBox.top == lastBottom + 1) return ::testing::AssertionFailure() << "adjacent bands not joined";
     lastBottom = p->rcBox.bottom;
   }
   return ::testing::AssertionSuccess();

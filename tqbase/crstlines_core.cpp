@@ -612,7 +612,7 @@ void MergeSources(std::vector<RowSource>& src, RowWriter& w) {
   long long y = src[0].slab.top;
   while (next < src.size() || !act.empty()) {
     if (act.empty()) {
-      w.Gap();
+      // The row writer starts a new band itself when rows are skipped.
       last = nullptr;
       y = std::max(y, src[next].slab.top);
     }
