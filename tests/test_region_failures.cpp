@@ -127,9 +127,19 @@ const ACycle* Cycle(bool on) {
 // What a static creator handed out, freed after every run.
 CRasterArray* g_out = nullptr;
 RSRLINE* g_piece = nullptr;
+POINT* g_pts = nullptr;
+int* g_sizes = nullptr;
+ANLOOP* g_loop = nullptr;
+ANLOOPGRP* g_grp = nullptr;
 void FreeOut() {
   CRstLines::Delete(g_out);
   CRstLines::Delete(g_piece);
+  AGlobalFreePtr(g_pts);
+  AGlobalFreePtr(g_sizes);
+  g_pts = nullptr;
+  g_sizes = nullptr;
+  CLoopGrpOpt::DeleteAnloop(g_loop);
+  CLoopGrpOpt::DeleteAnloopGrp(g_grp);
 }
 
 // Runs op with its 1st, 2nd, ... allocation failing. op returns true on
@@ -276,4 +286,38 @@ TEST(RegionFailures, CyclesAndMirrors) {
     CRstLines::VerMirror(w.a.GetData(), CRect(0, 0, 60, 60));
     return true;
   }, [](World&) { return std::vector<Snapshot>(); });
+}
+
+TEST(RegionFailures, LoopGroups) {
+  DriveToSuccess("RasterToPts", [](World& w) {
+    int nPts = -1, nLoops = -1;
+    const BOOL ok = CLoopGrpOpt::RasterToPts(PieceOf(w.a), g_pts, nPts, g_sizes, nLoops);
+    if (!ok) {
+      EXPECT_TRUE(g_pts == nullptr && g_sizes == nullptr && nPts == 0 && nLoops == 0);
+    }
+    return ok != FALSE;
+  }, Operands);
+  DriveToSuccess("CreateAnloop(piece)", [](World& w) { return (g_loop = CLoopGrpOpt::CreateAnloop(PieceOf(w.dst))) != nullptr; },
+                 Operands);
+  DriveToSuccess("CreateAnloop(rect)", [](World&) { return (g_loop = CLoopGrpOpt::CreateAnloop(RECT{0, 0, 9, 5}, 1, 1.0)) != nullptr; },
+                 Operands);
+  DriveToSuccess("CreateAnloopGrp(array)", [](World& w) { return (g_grp = CLoopGrpOpt::CreateAnloopGrp(w.dst.GetData())) != nullptr; },
+                 Operands);
+  DriveToSuccess("CreateAnloopGrp(a, b, xor)", [](World& w) {
+    ANLOOPGRP* a = CLoopGrpOpt::CreateAnloopGrp(w.a.GetData());
+    ANLOOPGRP* b = CLoopGrpOpt::CreateAnloopGrp(w.b.GetData());
+    if (a && b) g_grp = CLoopGrpOpt::CreateAnloopGrp(a, b, RST_XOR);
+    CLoopGrpOpt::DeleteAnloopGrp(a);
+    CLoopGrpOpt::DeleteAnloopGrp(b);
+    return g_grp != nullptr;
+  }, Operands);
+  DriveToSuccess("Create(group) and copies", [](World& w) {
+    ANLOOPGRP* g = CLoopGrpOpt::CreateAnloopGrp(w.a.GetData());
+    ANLOOPGRP* c = g ? CLoopGrpOpt::CreateAnloopGrp(g) : nullptr;
+    int loops = 0;
+    const bool ok = c && CLoopGrpOpt::GetPolyPolygon(c, g_pts, g_sizes, loops) && w.dst.Create(c);
+    CLoopGrpOpt::DeleteAnloopGrp(g);
+    CLoopGrpOpt::DeleteAnloopGrp(c);
+    return ok;
+  }, Operands);
 }

@@ -19,3 +19,16 @@ BOOL AMathOpt::ResampleLineMap(int srcCount, int dstCount, unsigned long* map) {
   }
   return TRUE;
 }
+
+BOOL AMathOpt::GetBorderRect(const POINT* pts, int count, RECT& rc) {
+  SetRectEmpty(&rc);
+  if (!pts || count < 1) return FALSE;
+  rc = RECT{pts[0].x, pts[0].y, pts[0].x, pts[0].y};
+  for (int i = 1; i < count; ++i) {
+    if (pts[i].x < rc.left) rc.left = pts[i].x;
+    if (pts[i].x > rc.right) rc.right = pts[i].x;
+    if (pts[i].y < rc.top) rc.top = pts[i].y;
+    if (pts[i].y > rc.bottom) rc.bottom = pts[i].y;
+  }
+  return TRUE;
+}

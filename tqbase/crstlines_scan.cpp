@@ -458,37 +458,17 @@ CRasterArray* CRstLines::CreateRasterArray(const POINT* pts, const int* counts, 
   return arr.release();
 }
 
-// The loops of all ANLOOP records filled together: outer loops and the
-// loops of holes traced from a region give that region back.
+// The loops of all ANLOOP records filled together by the even-odd rule, as
+// one outline set: outer loops and the loops of holes traced from a region
+// give that region back.
 CRasterArray* CRstLines::CreateRasterArray(const ANLOOPGRP* group, int mode) {
-  if (!FillMode(mode)) return nullptr;
-  if (!group || group->nCount < 1 || !group->hLoops) return nullptr;
-  const ANLOOP* loops = static_cast<const ANLOOP*>(AGlobalLock(group->hLoops));
-  if (!loops) return nullptr;
-  CRasterArray* arr = nullptr;
-  Guarded(kCreateArrayOp, [&] {
-    if ((unsigned long long)group->nCount * sizeof(ANLOOP) > GlobalSize(group->hLoops)) return false;
-    std::vector<POINT> pts;
-    std::vector<int> sizes;
-    for (int i = 0; i < group->nCount; ++i) {
-      const ANLOOP& L = loops[i];
-      if (L.nLoops < 1 || L.nPoints < 1) continue;
-      if (!L.pnLoopSizes || !L.pPoints) return false;
-      long long sum = 0;
-      for (int k = 0; k < L.nLoops; ++k) {
-        if (L.pnLoopSizes[k] < 1) return false;
-        sum += L.pnLoopSizes[k];
-      }
-      if (sum != L.nPoints) return false;
-      ReserveFor(pts, (long long)pts.size() + L.nPoints);
-      ReserveFor(sizes, (long long)sizes.size() + L.nLoops);
-      pts.insert(pts.end(), L.pPoints, L.pPoints + L.nPoints);
-      sizes.insert(sizes.end(), L.pnLoopSizes, L.pnLoopSizes + L.nLoops);
-    }
-    if (sizes.empty()) return false;
-    arr = CreateRasterArray(pts.data(), sizes.data(), (int)sizes.size(), ALTERNATE_FILL, 1);
-    return arr != nullptr;
-  });
-  AGlobalUnlock(group->hLoops);
+  if (!FillMode(mode) || CLoopGrpOpt::IsEmpty(group)) return nullptr;
+  POINT* pts = nullptr;
+  int* sizes = nullptr;
+  int loops = 0;
+  if (!CLoopGrpOpt::GetPolyPolygon(group, pts, sizes, loops)) return nullptr;
+  CRasterArray* arr = loops > 0 ? CreateRasterArray(pts, sizes, loops, ALTERNATE_FILL, 1) : nullptr;
+  AGlobalFreePtr(pts);
+  AGlobalFreePtr(sizes);
   return arr;
 }

@@ -229,3 +229,28 @@ CString& CString::TrimRight(char ch) {
 }
 
 int CString::CompareNoCase(const char* s) const { return strcasecmp(m_s.c_str(), s ? s : ""); }
+
+// ---------------------------------------------------------------------------
+// CDC
+
+CDC::~CDC() = default;
+
+BOOL CDC::Polygon(const POINT* pts, int count) {
+  if (!pts || count < 2) return FALSE;
+  MoveTo(pts[0].x, pts[0].y);
+  BOOL ok = TRUE;
+  for (int i = 1; i < count; ++i) ok &= LineTo(pts[i].x, pts[i].y);
+  if (pts[count - 1].x != pts[0].x || pts[count - 1].y != pts[0].y) ok &= LineTo(pts[0].x, pts[0].y);
+  return ok;
+}
+
+BOOL CDC::PolyPolygon(const POINT* pts, const INT* counts, int polys) {
+  if (!pts || !counts || polys < 1) return FALSE;
+  BOOL ok = TRUE;
+  for (int i = 0; i < polys; ++i) {
+    if (counts[i] < 0) return FALSE;
+    if (counts[i] >= 2) ok &= Polygon(pts, counts[i]);
+    pts += counts[i];
+  }
+  return ok;
+}

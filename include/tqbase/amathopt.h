@@ -1,5 +1,6 @@
 // amathopt.h - AMathOpt: raster maths helpers shared by the codecs and the
-// region engine (resampling maps, point-set bounds). All members static.
+// region engine and the loop groups (resampling maps, point-set bounds).
+// All members static.
 #ifndef TQBASE_AMATHOPT_H
 #define TQBASE_AMATHOPT_H
 
@@ -17,6 +18,11 @@ public:
   // past the last source pixel takes the last one. Writes dstCount entries.
   // Fails on a null map or a count below 1.
   static BOOL ResampleLineMap(int srcCount, int dstCount, unsigned long* map);
+
+  // The bounding rectangle of count points, inclusive as the region boxes
+  // are (left = least x, right = greatest x, likewise y). FALSE, and an
+  // empty rectangle, for null points or a count below 1.
+  static BOOL GetBorderRect(const POINT* pts, int count, RECT& rc);
 };
 
 #endif  // TQBASE_AMATHOPT_H

@@ -356,4 +356,23 @@ public:
   void operator-=(POINT p) { OffsetRect(-p.x, -p.y); }
 };
 
+// ---------------------------------------------------------------------------
+// CDC: a drawing target, as much of MFC's device context as the library's
+// outline drawing needs (CLoopGrpOpt::DrawAnloopGrp). A host implements
+// MoveTo and LineTo over its toolkit; Polygon and PolyPolygon draw each
+// outline with them, closed, unless the host has faster forms. The library
+// ships CSvgDC (cloopgrpopt.h), which writes SVG path data.
+class TQBASE_API CDC {
+public:
+  virtual ~CDC();
+  // Moves the current position; returns the previous one.
+  virtual CPoint MoveTo(int x, int y) = 0;
+  // A line from the current position to (x, y), which becomes current.
+  virtual BOOL LineTo(int x, int y) = 0;
+  // One closed outline of count points (count >= 2).
+  virtual BOOL Polygon(const POINT* pts, int count);
+  // polys closed outlines, counts[i] points each, one after another.
+  virtual BOOL PolyPolygon(const POINT* pts, const INT* counts, int polys);
+};
+
 #endif  // TQBASE_MFCPORT_H
