@@ -8,12 +8,16 @@
 // debug forms may be called from several threads at once.
 #include "tqbase/memorymanage.h"
 
+#include <algorithm>
 #include <atomic>
 
 #include "allocfail.h"
 
 #include <map>
 #include <mutex>
+#include <set>
+#include <unordered_map>
+#include <string>
 #include <vector>
 
 // ---------------------------------------------------------------------------
@@ -51,12 +55,26 @@ using tqbase::allocfail::Pause;
 
 namespace {
 
-// One register: identity -> slot index, and the slots' call-site texts.
-// Invariant: every map value indexes a non-empty slot; empty slots are free.
+// One register: identity -> slot index, and the slots' call sites. A call
+// site is kept as its file name (interned once per name) and line, and
+// formatted only by the report, so that recording a block costs a few
+// lookups rather than a formatted text (bench_cloopgrpopt traces a region
+// into hundreds of blocks per call).
+// Invariant: every map value indexes a used slot; the other slots are free
+// and listed in freeSlots, so that the highest-numbered one is found at
+// once however many blocks are live.
+struct Site {
+  const std::string* file;  // null: a free slot
+  int line;
+};
+
 struct AllocRegister {
   std::mutex mutex;
-  std::map<uintptr_t, int> map;
-  std::vector<CString> slots;
+  std::unordered_map<uintptr_t, int> map;
+  std::vector<Site> slots;
+  std::vector<int> freeSlots;  // a max-heap of free slot indices
+  std::set<std::string> names;                             // interned file names
+  std::unordered_map<const char*, const std::string*> byPointer;  // last name seen at each address
 };
 
 AllocRegister& GlobalRegister() {
@@ -69,31 +87,42 @@ AllocRegister& VirtualRegister() {
   return *r;
 }
 
-void AddInfo(AllocRegister& reg, uintptr_t id, CString&& text) {
+// The interned copy of file (compared by content, so that a caller's
+// buffer reused for another name is not mistaken for the first).
+const std::string* Intern(AllocRegister& reg, const char* file) {
+  if (!file) file = "";
+  auto it = reg.byPointer.find(file);
+  if (it != reg.byPointer.end() && *it->second == file) return it->second;
+  const std::string* name = &*reg.names.insert(std::string(file)).first;
+  reg.byPointer[file] = name;
+  return name;
+}
+
+void AddInfo(AllocRegister& reg, uintptr_t id, const char* file, int line) {
   if (id == 0) return;
   Pause pause;
   std::lock_guard<std::mutex> lock(reg.mutex);
   try {
+    const Site site{Intern(reg, file), line};
     auto it = reg.map.find(id);
     if (it != reg.map.end()) {
       ASSERT(!"block recorded twice");
       if (it->second >= 0 && (size_t)it->second < reg.slots.size()) {
-        reg.slots[(size_t)it->second] = std::move(text);
+        reg.slots[(size_t)it->second] = site;
         return;
       }
     }
     // Reuse the highest-numbered free slot, else append.
-    int slot = -1;
-    for (size_t i = reg.slots.size(); i-- > 0;) {
-      if (reg.slots[i].IsEmpty()) { slot = (int)i; break; }
-    }
-    if (slot < 0) {
-      reg.slots.push_back(std::move(text));
-      slot = (int)reg.slots.size() - 1;
+    if (reg.freeSlots.empty()) {
+      reg.slots.push_back(site);
+      reg.map[id] = (int)reg.slots.size() - 1;
     } else {
-      reg.slots[(size_t)slot] = std::move(text);
+      const int slot = reg.freeSlots.front();
+      reg.map[id] = slot;
+      std::pop_heap(reg.freeSlots.begin(), reg.freeSlots.end());
+      reg.freeSlots.pop_back();
+      reg.slots[(size_t)slot] = site;
     }
-    reg.map[id] = slot;
   } catch (const std::bad_alloc&) {
     // The block stays usable; it is only missing from the leak report.
   }
@@ -109,7 +138,14 @@ void DeleteInfo(AllocRegister& reg, uintptr_t id, bool quiet) {
     if (!quiet) ASSERT(!"freeing a block that was never recorded");
     return;
   }
-  reg.slots[(size_t)it->second].Empty();
+  const int slot = it->second;
+  try {
+    reg.freeSlots.push_back(slot);
+  } catch (const std::bad_alloc&) {
+    return;  // the record stays: the block shows in the report, nothing breaks
+  }
+  std::push_heap(reg.freeSlots.begin(), reg.freeSlots.end());
+  reg.slots[(size_t)slot].file = nullptr;
   reg.map.erase(it);
 }
 
@@ -117,6 +153,7 @@ void ClearRegister(AllocRegister& reg) {
   std::lock_guard<std::mutex> lock(reg.mutex);
   reg.map.clear();
   reg.slots.clear();
+  reg.freeSlots.clear();
 }
 
 // Live records (slots false) or the slot array's length (slots true).
@@ -133,16 +170,23 @@ int SlotOf(AllocRegister& reg, uintptr_t id) {
 
 // The identity as Windows' "%p" writes it: upper-case hex digits padded to
 // the pointer's width, with no prefix of its own (the report adds "0X").
-void ReportRegister(AllocRegister& reg, const char* header, const char* footer) {
+// siteFormat: the register's call-site text, "File: %s, Line: %d" for
+// global blocks and "File:%s, Line:%d" for page regions.
+void ReportRegister(AllocRegister& reg, const char* header, const char* footer, const char* siteFormat) {
   std::lock_guard<std::mutex> lock(reg.mutex);
   if (reg.map.empty()) return;
   tqTrace("%s", header);
-  for (const auto& entry : reg.map) {
+  // In the order of the blocks' identities.
+  std::vector<std::pair<uintptr_t, int>> entries(reg.map.begin(), reg.map.end());
+  std::sort(entries.begin(), entries.end());
+  for (const auto& entry : entries) {
     if (entry.second < 0 || (size_t)entry.second >= reg.slots.size()) continue;
-    const CString& site = reg.slots[(size_t)entry.second];
-    if (site.IsEmpty()) continue;
+    const Site& site = reg.slots[(size_t)entry.second];
+    if (!site.file) continue;
+    CString text;
+    text.Format(siteFormat, site.file->c_str(), site.line);
     tqTrace("0X%0*llX memory is leak,%s\n", (int)(sizeof(void*) * 2), (unsigned long long)entry.first,
-            site.GetString());
+            text.GetString());
   }
   tqTrace("%s", footer);
 }
@@ -163,19 +207,13 @@ TQBASE_API AGV g_AGV;
 // Registers
 
 void AGV::AddGlobalAllocInfo(HGLOBAL h, const char* file, int line) {
-  Pause pause;
-  CString text;
-  text.Format("File: %s, Line: %d", file ? file : "", line);
-  AddInfo(GlobalRegister(), (uintptr_t)h, std::move(text));
+  AddInfo(GlobalRegister(), (uintptr_t)h, file, line);
 }
 
 void AGV::DeleteGlobalAllocInfo(HGLOBAL h, const char*, int) { DeleteInfo(GlobalRegister(), (uintptr_t)h, false); }
 
 void AGV::AddVirtualAllocInfo(void* base, const char* file, int line) {
-  Pause pause;
-  CString text;
-  text.Format("File:%s, Line:%d", file ? file : "", line);
-  AddInfo(VirtualRegister(), (uintptr_t)base, std::move(text));
+  AddInfo(VirtualRegister(), (uintptr_t)base, file, line);
 }
 
 void AGV::DeleteVirtualAllocInfo(void* base, const char*, int) {
@@ -190,9 +228,9 @@ int AGV::Init() {
 
 void AGV::Exit() {
   ReportRegister(VirtualRegister(), "程序中有用VirtualAlloc函数提交的页面没有释放--------\n",
-                 "以上是用VirtualAlloc函数提交的没有释放的页面地址--------\n\n");
+                 "以上是用VirtualAlloc函数提交的没有释放的页面地址--------\n\n", "File:%s, Line:%d");
   ReportRegister(GlobalRegister(), "程序中有用GlobalAlloc函数申请的堆空间没有释放--------\n",
-                 "以上是用GlobalAlloc函数申请的没有释放的堆空间地址--------\n\n");
+                 "以上是用GlobalAlloc函数申请的没有释放的堆空间地址--------\n\n", "File: %s, Line: %d");
 }
 
 int AGV::GetGlobalAllocCount() { return SizeOf(GlobalRegister(), false); }
