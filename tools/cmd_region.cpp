@@ -419,9 +419,12 @@ bool BuildShape(const Shape& s, CRstLines& out, std::string* err) {
 
 struct Summary {
   int pieces = 0;
-  long long rows = 0, runs = 0, area = 0;
+  long long rows = 0, runs = 0, area = 0, loops = 0, points = 0;
   RECT box{0, 0, 0, 0};
 };
+
+// The region's outlines: every piece traced (CLoopGrpOpt), as one group.
+ANLOOPGRP* Trace(const CRstLines& region) { return CLoopGrpOpt::CreateAnloopGrp(region.GetData()); }
 
 Summary Summarize(const CRstLines& region) {
   Summary s;
@@ -435,6 +438,15 @@ Summary Summarize(const CRstLines& region) {
     for (const RSRUN& r : p->arRun) s.area += (long long)r.x2 - r.x1 + 1;
   }
   s.box = region.GetBox();
+  if (ANLOOPGRP* g = Trace(region)) {
+    CArray<POINT, POINT> pts;
+    CArray<int, int> sizes;
+    if (CLoopGrpOpt::GetPolyPolygon(g, pts, sizes)) {
+      s.loops = sizes.GetSize();
+      s.points = pts.GetSize();
+    }
+    CLoopGrpOpt::DeleteAnloopGrp(g);
+  }
   return s;
 }
 
@@ -448,6 +460,38 @@ void PrintSummary(const char* label, const Summary& s) {
   std::printf("  box: (%d, %d) - (%d, %d) inclusive, %lld x %lld\n", (int)s.box.left, (int)s.box.top,
               (int)s.box.right, (int)s.box.bottom, (long long)s.box.right - s.box.left + 1,
               (long long)s.box.bottom - s.box.top + 1);
+  std::printf("  outlines: %lld loop%s, %lld points\n", s.loops, s.loops == 1 ? "" : "s", s.points);
+}
+
+// The traced outlines of region over the mask picture imagePath (covering
+// rc), as SVG: the picture as the background, the loops as one path
+// through the pixel centres.
+bool WriteSvg(const CRstLines& region, const RECT& rc, const std::string& path, const std::string& imagePath,
+              std::string* err) {
+  ANLOOPGRP* g = Trace(region);
+  if (!g || !CLoopGrpOpt::MoveAnloopGrp(g, -rc.left, -rc.top)) {
+    CLoopGrpOpt::DeleteAnloopGrp(g);
+    *err = tqtool::LastErrorText("the region could not be traced");
+    return false;
+  }
+  CSvgDC dc;
+  CLoopGrpOpt::DrawAnloopGrp(&dc, g);
+  CLoopGrpOpt::DeleteAnloopGrp(g);
+  const long long w = (long long)rc.right - rc.left, h = (long long)rc.bottom - rc.top;
+  // The picture is referred to by its name when it lies beside the SVG.
+  std::string href = imagePath;
+  const size_t slash = path.find_last_of('/'), islash = imagePath.find_last_of('/');
+  if (path.substr(0, slash == std::string::npos ? 0 : slash + 1) ==
+      imagePath.substr(0, islash == std::string::npos ? 0 : islash + 1))
+    href = imagePath.substr(islash == std::string::npos ? 0 : islash + 1);
+  std::string doc = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + std::to_string(w) + "\" height=\"" +
+                    std::to_string(h) + "\" viewBox=\"0 0 " + std::to_string(w) + " " + std::to_string(h) + "\">\n";
+  doc += "  <image href=\"" + href + "\" x=\"0\" y=\"0\" width=\"" + std::to_string(w) + "\" height=\"" +
+         std::to_string(h) + "\" style=\"image-rendering:pixelated\"/>\n";
+  doc += "  <path fill=\"none\" stroke=\"#e4002b\" stroke-width=\"0.4\" d=\"";
+  doc += dc.GetPathData().GetString();
+  doc += "\"/>\n</svg>\n";
+  return tqtool::WriteFile(path, doc, *err);
 }
 
 // ---- images ---------------------------------------------------------------------
@@ -494,7 +538,7 @@ tqtool::Image im;
 
 struct Options {
   std::vector<std::string> polys, rects, ellipses, circles, ops;
-  std::string fill = "alternate", file, image, cycle, repeat;
+  std::string fill = "alternate", file, image, cycle, repeat, svg;
   int way = 1;
   int margin = 2;
   bool sample = false, invert = false;
@@ -584,6 +628,13 @@ int RunJob(Job& job, const Options& o, const std::string& imagePath) {
   }
   std::printf("  wrote %s: %d x %d, origin (%d, %d)\n", written.c_str(), (int)(rc.right - rc.left),
               (int)(rc.bottom - rc.top), (int)rc.left, (int)rc.top);
+  if (!o.svg.empty()) {
+    if (!WriteSvg(*out, rc, o.svg, written, &err)) {
+      std::fprintf(stderr, "tqbase region: %s\n", err.c_str());
+      return 1;
+    }
+    std::printf("  wrote %s: the traced outlines over %s\n", o.svg.c_str(), written.c_str());
+  }
   return 0;
 }
 
@@ -615,6 +666,8 @@ void Setup(CLI::App& app) {
                                         "or libpng is missing)");
   cmd->add_option("--margin", opts->margin, "blank pixels around the region in the image")
       ->capture_default_str()->check(CLI::Range(0, 4096));
+  cmd->add_option("--svg", opts->svg, "write the traced outlines as SVG over the mask image (the mask "
+                                      "goes beside it, named after it, unless --png names one)");
   cmd->add_flag("--invert", opts->invert, "draw the region black on white");
   cmd->add_flag("--sample", opts->sample,
                 "run the built-in textile motif (drawn black on white) and write region-demo.png");
@@ -711,6 +764,11 @@ void Setup(CLI::App& app) {
       std::fprintf(stderr, "tqbase region: --repeat: %s\n", err.c_str());
       tqtool::ToolExit(1);
       return;
+    }
+    if (!o.svg.empty() && image.empty()) {
+      image = o.svg;
+      if (tqtool::HasSuffix(image, ".svg")) image.resize(image.size() - 4);
+      image += ".png";
     }
     Options run = o;
     run.invert = o.invert != sampleInvert;

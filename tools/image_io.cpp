@@ -1,4 +1,6 @@
-// image_io.cpp - PNG (libpng's simplified interface) and PGM writers.
+// image_io.cpp - PNG (libpng's simplified interface), PGM and text writers.
+// Every file is written beside its target and renamed over it when
+// complete, so that a failure midway leaves the old file as it was.
 #include "image_io.h"
 
 #include <cctype>
@@ -29,6 +31,20 @@ bool HasSuffix(const std::string& path, const char* suffix) {
   return true;
 }
 
+namespace {
+// The name a file is written under before it replaces path.
+std::string Partial(const std::string& path) { return path + ".part"; }
+
+bool Commit(const std::string& path, bool ok, std::string& err) {
+  if (ok && std::rename(Partial(path).c_str(), path.c_str()) != 0) {
+    err = "cannot replace " + path + ": " + std::strerror(errno);
+    ok = false;
+  }
+  if (!ok) std::remove(Partial(path).c_str());
+  return ok;
+}
+}  // namespace
+
 bool WritePng(const std::string& path, const Image& im, std::string& err) {
 #ifdef TQTOOL_HAVE_PNG
   std::vector<unsigned char> spread;
@@ -45,11 +61,11 @@ bool WritePng(const std::string& path, const Image& im, std::string& err) {
   png.width = im.width;
   png.height = im.height;
   png.format = im.depth == 24 ? PNG_FORMAT_RGB : PNG_FORMAT_GRAY;
-  if (!png_image_write_to_file(&png, path.c_str(), 0, px, 0, nullptr)) {
+  if (!png_image_write_to_file(&png, Partial(path).c_str(), 0, px, 0, nullptr)) {
     err = std::string("cannot write PNG: ") + png.message;
-    return false;
+    return Commit(path, false, err);
   }
-  return true;
+  return Commit(path, true, err);
 #else
   err = "built without libpng: cannot write " + path;
   return false;
@@ -57,16 +73,21 @@ bool WritePng(const std::string& path, const Image& im, std::string& err) {
 }
 
 bool WritePgm(const std::string& path, const Image& im, std::string& err) {
-  FILE* f = std::fopen(path.c_str(), "wb");
+  char header[64];
+  const int n = std::snprintf(header, sizeof header, "P5\n%u %u\n255\n", (unsigned)im.width, (unsigned)im.height);
+  return WriteFile(path, std::string(header, (size_t)n) + std::string(im.pixels.begin(), im.pixels.end()), err);
+}
+
+bool WriteFile(const std::string& path, const std::string& bytes, std::string& err) {
+  FILE* f = std::fopen(Partial(path).c_str(), "wb");
   if (!f) {
     err = "cannot open " + path + ": " + std::strerror(errno);
     return false;
   }
-  std::fprintf(f, "P5\n%u %u\n255\n", (unsigned)im.width, (unsigned)im.height);
-  bool ok = std::fwrite(im.pixels.data(), 1, im.pixels.size(), f) == im.pixels.size();
+  bool ok = std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
   ok = (std::fclose(f) == 0) && ok;
   if (!ok) err = "cannot write " + path;
-  return ok;
+  return Commit(path, ok, err);
 }
 
 }  // namespace tqtool

@@ -1,5 +1,6 @@
-// image_io.h - the tool's image files: expanded pixel rows written as PNG
-// (when libpng is present) or as binary PGM.
+// image_io.h - the tool's output files: expanded pixel rows written as PNG
+// (when libpng is present) or as binary PGM, and plain files (SVG). Each
+// replaces its target only when written completely.
 #ifndef TQBASE_TOOLS_IMAGE_IO_H
 #define TQBASE_TOOLS_IMAGE_IO_H
 
@@ -24,6 +25,8 @@ bool HavePng();
 bool WritePng(const std::string& path, const Image& im, std::string& err);
 // Binary PGM of an 8-bit grey image.
 bool WritePgm(const std::string& path, const Image& im, std::string& err);
+// Any bytes, such as an SVG document.
+bool WriteFile(const std::string& path, const std::string& bytes, std::string& err);
 // Case-insensitive test of a file name's ending, such as ".png".
 bool HasSuffix(const std::string& path, const char* suffix);
 
