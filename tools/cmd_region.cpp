@@ -24,6 +24,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -478,12 +479,11 @@ bool WriteSvg(const CRstLines& region, const RECT& rc, const std::string& path, 
   CLoopGrpOpt::DrawAnloopGrp(&dc, g);
   CLoopGrpOpt::DeleteAnloopGrp(g);
   const long long w = (long long)rc.right - rc.left, h = (long long)rc.bottom - rc.top;
-  // The picture is referred to by its name when it lies beside the SVG.
-  std::string href = imagePath;
-  const size_t slash = path.find_last_of('/'), islash = imagePath.find_last_of('/');
-  if (path.substr(0, slash == std::string::npos ? 0 : slash + 1) ==
-      imagePath.substr(0, islash == std::string::npos ? 0 : islash + 1))
-    href = imagePath.substr(islash == std::string::npos ? 0 : islash + 1);
+  // The picture is referred to by its name when it lies beside the SVG,
+  // otherwise by its absolute path.
+  const std::filesystem::path svgDir = std::filesystem::absolute(path).parent_path();
+  const std::filesystem::path image = std::filesystem::absolute(imagePath);
+  const std::string href = image.parent_path() == svgDir ? image.filename().string() : image.string();
   std::string doc = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + std::to_string(w) + "\" height=\"" +
                     std::to_string(h) + "\" viewBox=\"0 0 " + std::to_string(w) + " " + std::to_string(h) + "\">\n";
   doc += "  <image href=\"" + href + "\" x=\"0\" y=\"0\" width=\"" + std::to_string(w) + "\" height=\"" +

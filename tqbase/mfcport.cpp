@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cctype>
 #include <cstdio>
+#include <cstring>
 
 #ifdef _WIN32
 #include <string.h>
@@ -16,8 +17,13 @@
 
 namespace {
 
+// Each trace text on stderr ends a line, so that a text written without a
+// line break does not run into the next output. Sinks installed with
+// tqSetTraceSink receive the texts exactly as formatted.
 void DefaultTraceSink(const char* text) {
   std::fputs(text, stderr);
+  const size_t n = std::strlen(text);
+  if (n > 0 && text[n - 1] != '\n') std::fputc('\n', stderr);
   std::fflush(stderr);
 }
 
