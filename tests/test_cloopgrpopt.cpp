@@ -12,64 +12,12 @@
 #include <vector>
 
 #include "tqbase/tqbase.h"
+#include "region_test_util.h"
 #include "test_support.h"
 
+using namespace tqtest;
+
 namespace {
-
-typedef std::set<std::pair<long long, long long>> PixelSet;  // (y, x)
-
-PixelSet Pixels(const RSRLINE* p) {
-  PixelSet s;
-  const RSRUN* r = p->arRun.GetData();
-  long long y = p->rcBox.top;
-  for (int c : p->arCount) {
-    for (int i = 0; i < c; ++i, ++r)
-      for (long long x = r->x1; x <= r->x2; ++x) s.insert({y, x});
-    ++y;
-  }
-  return s;
-}
-
-PixelSet Pixels(const CRasterArray* a) {
-  PixelSet s;
-  if (a)
-    for (const RSRLINE* p : *a) {
-      PixelSet t = Pixels(p);
-      s.insert(t.begin(), t.end());
-    }
-  return s;
-}
-
-// A region from a bitmap (rows of '#' and '.'), shifted by (ox, oy).
-CRstLines FromBitmap(const std::vector<std::string>& rows, int ox = 0, int oy = 0) {
-  CRstLines r;
-  for (size_t y = 0; y < rows.size(); ++y)
-    for (size_t x = 0; x < rows[y].size(); ++x)
-      if (rows[y][x] == '#') {
-        size_t e = x;
-        while (e + 1 < rows[y].size() && rows[y][e + 1] == '#') ++e;
-        CRstLines run;
-        run.Create(RECT{(LONG)x + ox, (LONG)y + oy, (LONG)e + 1 + ox, (LONG)y + 1 + oy});
-        r.Add(run.GetData(), 1, nullptr);
-        x = e;
-      }
-  return r;
-}
-
-std::vector<std::string> RandomBitmap(std::mt19937& rng, int w, int h, int percent) {
-  std::vector<std::string> rows((size_t)h, std::string((size_t)w, '.'));
-  for (auto& row : rows)
-    for (char& c : row) c = (int)(rng() % 100) < percent ? '#' : '.';
-  return rows;
-}
-
-std::string Code(const std::vector<std::string>& rows) {
-  std::ostringstream o;
-  o << "FromBitmap({";
-  for (size_t i = 0; i < rows.size(); ++i) o << (i ? ", " : "") << '"' << rows[i] << '"';
-  o << "})";
-  return o.str();
-}
 
 // The rules every traced loop keeps: closed, every point a pixel of the
 // piece, every step one row at most and, between rows, one column at most.
@@ -131,7 +79,7 @@ TEST(CLoopGrpOptTrace, RandomBitmapsRebuildExactly) {
     const int w = 1 + (int)(rng() % 24), h = 1 + (int)(rng() % 16), percent = 30 + (int)(rng() % 60);
     const std::vector<std::string> rows = RandomBitmap(rng, w, h, percent);
     CRstLines r = FromBitmap(rows, (int)(rng() % 7) - 3, (int)(rng() % 7) - 3);
-    ASSERT_EQ(TraceAndRebuild(r, Code(rows)), Pixels(r.GetData())) << Code(rows);
+    ASSERT_EQ(TraceAndRebuild(r, BitmapCode(rows)), Pixels(r.GetData())) << BitmapCode(rows);
   }
 }
 
@@ -148,7 +96,7 @@ TEST(CLoopGrpOptTrace, ShapesWithHolesAndIslandsRebuildExactly) {
   };
   for (const auto& rows : fixed) {
     CRstLines r = FromBitmap(rows);
-    EXPECT_EQ(TraceAndRebuild(r, Code(rows)), Pixels(r.GetData())) << Code(rows);
+    EXPECT_EQ(TraceAndRebuild(r, BitmapCode(rows)), Pixels(r.GetData())) << BitmapCode(rows);
   }
   // Polygons cut by polygons: holes and islands of every shape.
   for (int iter = 0; iter < 100; ++iter) {

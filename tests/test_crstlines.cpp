@@ -13,62 +13,12 @@
 #include <vector>
 
 #include "tqbase/tqbase.h"
+#include "region_test_util.h"
 #include "test_support.h"
 
+using namespace tqtest;
+
 namespace {
-
-typedef std::set<std::pair<long long, long long>> PixelSet;  // (y, x)
-
-PixelSet Pixels(const RSRLINE* p) {
-  PixelSet s;
-  if (!p) return s;
-  const RSRUN* r = p->arRun.GetData();
-  long long y = p->rcBox.top;
-  for (int c : p->arCount) {
-    for (int i = 0; i < c; ++i, ++r)
-      for (long long x = r->x1; x <= r->x2; ++x) s.insert({y, x});
-    ++y;
-  }
-  return s;
-}
-
-// The pixels of the inclusive rectangle [l, r] x [t, b].
-PixelSet RectPixels(long long l, long long t, long long r, long long b) {
-  PixelSet s;
-  for (long long y = t; y <= b; ++y)
-    for (long long x = l; x <= r; ++x) s.insert({y, x});
-  return s;
-}
-
-PixelSet Pixels(const CRasterArray* a) {
-  PixelSet s;
-  if (!a) return s;
-  for (const RSRLINE* p : *a) {
-    PixelSet t = Pixels(p);
-    s.insert(t.begin(), t.end());
-  }
-  return s;
-}
-
-// Every result of the engine: well-formed pieces, each one band of
-// non-empty rows with a tight box, pieces in row order.
-::testing::AssertionResult Banded(const CRasterArray* a) {
-  if (!a) return ::testing::AssertionSuccess();
-  long long lastBottom = INT64_MIN;
-  for (const RSRLINE* p : *a) {
-    if (!p) return ::testing::AssertionFailure() << "null piece";
-    if (!CRstLines::IsWellFormed(p)) return ::testing::AssertionFailure() << "piece not well formed";
-    for (int c : p->arCount)
-      if (c == 0) return ::testing::AssertionFailure() << "empty row inside a piece";
-    long long maxX2 = INT64_MIN;
-    for (const RSRUN& r : p->arRun) maxX2 = std::max<long long>(maxX2, r.x2);
-    if (maxX2 != p->rcBox.right) return ::testing::AssertionFailure() << "box not tight";
-    if (p->rcBox.top <= lastBottom) return ::testing::AssertionFailure() << "pieces out of row order";
-    if (p->rcBox.top == lastBottom + 1) return ::testing::AssertionFailure() << "adjacent bands not joined";
-    lastBottom = p->rcBox.bottom;
-  }
-  return ::testing::AssertionSuccess();
-}
 
 // The structure of a union: well-formed pieces in order of their top rows,
 // no two sharing a pixel (pieces kept from an operand stay as they were,
@@ -124,26 +74,6 @@ bool ModelSafe(const std::vector<POINT>& p, long long x, long long y, int mode, 
   }
   *inside = mode == 1 ? parity != 0 : wind != 0;
   return true;
-}
-
-RSRLINE* MakePiece(int top, std::vector<std::vector<std::pair<int, int>>> rows) {
-  RSRLINE* p = new RSRLINE;
-  bool any = false;
-  int l = 0, r = 0;
-  for (auto& row : rows) {
-    p->arCount.Add((int)row.size());
-    for (auto& run : row) {
-      p->arRun.Add(RSRUN{run.first, run.second});
-      if (!any || run.first < l) l = run.first;
-      if (!any || run.second > r) r = run.second;
-      any = true;
-    }
-  }
-  p->rcBox.left = l;
-  p->rcBox.right = r;
-  p->rcBox.top = top;
-  p->rcBox.bottom = top + (int)rows.size() - 1;
-  return p;
 }
 
 CRasterArray* Wrap(RSRLINE* p) {
@@ -990,13 +920,6 @@ TEST(CRstLinesDirection, Orientation) {
 // ---- repeat cycles ------------------------------------------------------------------------
 
 namespace {
-ACycle OnCycle(int w, int h, int param, int way) {
-  ACycle c;
-  c.SetCycleParams(w, h, param);
-  c.SetCycleWay(way);
-  c.SetCycleOnOff(1);
-  return c;
-}
 PixelSet FoldSet(const PixelSet& s, const ACycle& c) {
   PixelSet r;
   for (auto& q : s) {

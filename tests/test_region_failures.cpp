@@ -321,3 +321,41 @@ TEST(RegionFailures, LoopGroups) {
     return ok;
   }, Operands);
 }
+
+TEST(RegionFailures, Morphology) {
+  DriveToSuccess("ExpandRaster", [](World& w) { return (g_out = CRstLines::ExpandRaster(w.arrA, 7)) != nullptr; },
+                 Operands);
+  DriveToSuccess("ContractRaster on a repeat", [](World& w) {
+    return (g_out = CRstLines::ContractRaster(w.dst.GetData(), 3, Cycle(true))) != nullptr;
+  }, Operands);
+  DriveToSuccess("DivideUp", [](World& w) { return (g_out = CRstLines::DivideUp(w.dst.GetData())) != nullptr; },
+                 Operands);
+  DriveToSuccess("DivideUp(piece)", [](World& w) {
+    CRasterArray out;  // appended to: must stay empty on failure
+    const BOOL ok = CRstLines::DivideUp(PieceOf(w.a), out);
+    if (!ok) {
+      EXPECT_EQ(out.GetSize(), 0);
+    }
+    CRstLines::Release(&out);
+    return ok != FALSE;
+  }, Operands);
+  DriveToSuccess("DividebyLayer", [](World& w) {
+    CRasterArray out;
+    CArray<int, int> depths;
+    const BOOL ok = CRstLines::DividebyLayer(w.arrA, RECT{-5, -5, 70, 70}, &out, &depths);
+    if (!ok) {
+      EXPECT_TRUE(out.GetSize() == 0 && depths.GetSize() == 0);
+    }
+    CRstLines::Release(&out);
+    return ok != FALSE;
+  }, Operands);
+  DriveToSuccess("OutLineInsideRstline", [](World& w) {
+    g_Error.ClearError();
+    const BOOL in = CRstLines::OutLineInsideRstline(w.b.GetData()->GetAt(0), w.a.GetData()->GetAt(0));
+    return in || !g_Error.IsError();
+  }, Operands);
+  DriveToSuccess("Resample", [](World& w) {
+    const SIZE size = {37, 91};
+    return CRstLines::Resample(&w.dst, &w.a, &size) != FALSE;
+  }, Operands);
+}

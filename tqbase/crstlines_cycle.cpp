@@ -33,10 +33,8 @@ BOOL CRstLines::CalLocal(CRasterArray* arr, const ACycle* cycle) {
   return Offset(arr, (int)dx, (int)dy);
 }
 
-namespace {
+namespace tqrgn {
 
-// The repeat of the region over rc: every pixel of rc whose folded
-// position lies in the folded region, one piece per band, into out.
 void RepeatOver(const CRasterArray* region, const CYCLEINFO* ci, const RECT& rc, PieceList& out) {
   PieceList tile;
   WrapArray(region, ci, tile);
@@ -82,7 +80,7 @@ void RepeatOver(const CRasterArray* region, const CYCLEINFO* ci, const RECT& rc,
   w.Flush(out);
 }
 
-}  // namespace
+}  // namespace tqrgn
 
 BOOL CRstLines::Cycle(const ACycle* cycle, const RECT* rc) {
   static const char op[] = "CRstLines::Cycle";

@@ -71,6 +71,11 @@ void WalkRun(int x, int y, long long len, const CYCLEINFO* ci, bool compress, Fn
 // May throw.
 void WrapArray(const CRasterArray* src, const CYCLEINFO* ci, PieceList& out);
 
+// The repeat of the region over rc (half-open): every pixel of rc whose
+// folded position lies in the folded region, one piece per band, appended
+// to out. May throw.
+void RepeatOver(const CRasterArray* region, const CYCLEINFO* ci, const RECT& rc, PieceList& out);
+
 }  // namespace tqrgn
 
 #endif  // TQBASE_CRSTLINES_FOLD_H

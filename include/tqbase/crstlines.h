@@ -230,6 +230,70 @@ public:
   // nothing written) a piece whose box is not inside rc.
   static BOOL SetRasterMaskInBuf(unsigned char* buf, const RECT& rc, RSRLINE* piece, int value);
 
+  // ---- morphology, resampling, pieces and layers -------------------------------
+  //
+  // Every result is a new raster array the caller owns (Delete frees it),
+  // valid and well-formed, one piece per band of consecutive non-empty rows
+  // unless stated; a result without pixels is a new empty array. Null only
+  // for a null argument or a failure, with a text in g_Error.
+
+  // The region grown by a Euclidean disc: pixel p is in the result iff
+  // some pixel q of the region has (px - qx)² + (py - qy)² <= distance².
+  // Distance 0 gives a copy (the pieces themselves when well-formed); a
+  // negative distance shrinks by -distance. Refuses a result that would
+  // leave the int range.
+  static CRasterArray* ExpandRaster(CRasterArray* const arr, int distance);
+  // The region shrunk by the same disc: p is in the result iff every q
+  // with (px - qx)² + (py - qy)² <= distance² is a pixel of the region
+  // (shrinking is growing the complement). A negative distance grows.
+  static CRasterArray* ContractRaster(CRasterArray* const arr, int distance);
+  // The same on a repeat: with a usable cycle, the region stands for its
+  // tiled design; the result is the base-cell copy (inside (0, 0, width,
+  // height)) of the tiled design grown or shrunk, so that tiling the result
+  // gives the grown or shrunk design without seams. Without a cycle (null,
+  // off, or an empty tile) these are the plane forms.
+  static CRasterArray* ExpandRaster(const CRasterArray* arr, int distance, const ACycle* cycle);
+  static CRasterArray* ContractRaster(const CRasterArray* arr, int distance, const ACycle* cycle);
+
+  // The connected pieces of a region: runs on adjacent rows connect when
+  // they share a column (a diagonal touch does not connect, as in
+  // tracing). One piece per component, ordered by top row, then by the
+  // left end of the component's first run. The array form splits the
+  // union of all pieces; the piece form appends the components of one
+  // piece to out (FALSE, out unchanged, on failure or an invalid piece).
+  static CRasterArray* DivideUp(const CRasterArray* arr);
+  static BOOL DivideUp(const RSRLINE* piece, CRasterArray& out);
+
+  // Resamples src's region to another size with the nearest-neighbour rule
+  // of ACompress::ZoomBits: the source frame is (0, 0, srcSize) (by default
+  // (0, 0, box right + 1, box bottom + 1): the least frame from the origin
+  // that holds the region), the destination frame (0, 0, *dstSize), and
+  // destination pixel (i, j) is set iff source pixel (mapX[i], mapY[j]) is
+  // in the region and inside the source frame. mapX holds dstSize->cx
+  // entries, mapY dstSize->cy; a null map is built with
+  // AMathOpt::ResampleLineMap, so the result equals ZoomBits of the
+  // region's mask over the frame. Pixels outside the source frame are not
+  // resampled. Computed on runs. dst may be src. FALSE (dst unchanged) for
+  // null arguments, sizes below 1, a non-owning dst or a failure.
+  static BOOL Resample(CRstLines* dst, const CRstLines* src, const SIZE* dstSize, const unsigned long* mapX = nullptr,
+                       const unsigned long* mapY = nullptr, const SIZE* srcSize = nullptr);
+
+  // Layers by nesting depth inside rc (half-open): the connected pieces
+  // (DivideUp's connectivity) of the region's part inside rc, those
+  // reachable from rc's border through unset pixels at depth 0, those
+  // inside a hole of a depth-0 piece at depth 1, islands inside their
+  // holes at depth 2, and so on (unset pixels connect diagonally as well,
+  // as they must when set pixels do not). out receives the pieces layer by
+  // layer from the outside in, in DivideUp's order within a layer; depths,
+  // when given, receives each piece's depth. A cutter cuts the deepest
+  // layer first. FALSE (out and depths unchanged) on failure.
+  static BOOL DividebyLayer(const CRasterArray* arr, const RECT& rc, CRasterArray* out,
+                            CArray<int, int>* depths = nullptr);
+  // TRUE when every pixel of outline lies inside filled's outer outline:
+  // on a pixel of filled or in one of its holes. FALSE for null or
+  // invalid pieces and for an outline without pixels.
+  static BOOL OutLineInsideRstline(RSRLINE* const outline, RSRLINE* const filled);
+
 protected:
   // Installs arr (owned, may be null) as the region: frees the present
   // array when owning and different, sets the box. Cannot fail.
