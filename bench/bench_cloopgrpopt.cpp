@@ -18,6 +18,7 @@
 #include <random>
 #include <vector>
 
+#include "bench_regions.h"
 #include "tqbase/tqbase.h"
 
 #ifdef TQBENCH_HAVE_OPENCV
@@ -26,48 +27,10 @@
 
 namespace {
 
-const int kCanvas = 4000;
-
-std::vector<POINT> Star(int points, double cx, double cy, double r1, double r2) {
-  std::vector<POINT> p;
-  for (int i = 0; i < points; ++i) {
-    const double a = 2 * M_PI * i / points, r = (i & 1) ? r2 : r1;
-    p.push_back(POINT{(LONG)std::lround(cx + r * std::cos(a)), (LONG)std::lround(cy + r * std::sin(a))});
-  }
-  return p;
-}
-
-struct Regions {
-  CRstLines shapes[3];
-  Regions() {
-    const std::vector<POINT> star = Star(200, 1900, 1950, 1800, 1200);
-    const std::vector<POINT> gon = Star(64, 2300, 2200, 1500, 1500);
-    CRstLines a, b;
-    a.Create(star.data(), (int)star.size(), ALTERNATE_FILL);
-    b.Create(gon.data(), (int)gon.size(), ALTERNATE_FILL);
-    shapes[0].Combine(&a, &b, RST_OR);
-    shapes[1].Combine(&a, &b, RST_XOR);
-    std::mt19937 rng(8001);
-    std::uniform_int_distribution<int> side(8, 128);
-    for (int k = 0; k < 1000; ++k) {
-      const int w = side(rng), h = side(rng);
-      const int x = (int)(rng() % (unsigned)(kCanvas - w)), y = (int)(rng() % (unsigned)(kCanvas - h));
-      CRstLines r;
-      r.Create(RECT{x, y, x + w, y + h});
-      shapes[2].Add(r.GetData(), 1, nullptr);
-    }
-  }
-};
-
-const Regions& In() {
-  static Regions r;
-  return r;
-}
-
-const char* kNames[3] = {"star or gon", "star xor gon", "1000 rectangles"};
+using namespace tqbench;
 
 void BM_Trace_Ours(benchmark::State& st) {
-  const CRstLines& r = In().shapes[st.range(0)];
+  const CRstLines& r = Region((int)st.range(0));
   long long points = 0;
   for (auto _ : st) {
     ANLOOPGRP* g = CLoopGrpOpt::CreateAnloopGrp(r.GetData());
@@ -82,15 +45,15 @@ void BM_Trace_Ours(benchmark::State& st) {
   points = pts.GetSize();
   st.counters["loops"] = sizes.GetSize();
   st.counters["points"] = (double)points;
-  st.SetLabel(kNames[st.range(0)]);
+  st.SetLabel(kRegionNames[st.range(0)]);
 }
 BENCHMARK(BM_Trace_Ours)->DenseRange(0, 2)->Unit(benchmark::kMicrosecond);
 
 #ifdef TQBENCH_HAVE_OPENCV
 void BM_Trace_OpenCV(benchmark::State& st) {
-  const CRstLines& r = In().shapes[st.range(0)];
-  cv::Mat mask = cv::Mat::zeros(kCanvas, kCanvas, CV_8U);
-  for (RSRLINE* p : *r.GetData()) CRstLines::SetRasterMaskInBuf(mask.data, RECT{0, 0, kCanvas, kCanvas}, p, 255);
+  const CRstLines& r = Region((int)st.range(0));
+  std::vector<unsigned char> bytes = Mask(r);
+  cv::Mat mask(kCanvas, kCanvas, CV_8U, bytes.data());
   size_t loops = 0;
   for (auto _ : st) {
     std::vector<std::vector<cv::Point>> contours;
@@ -100,7 +63,7 @@ void BM_Trace_OpenCV(benchmark::State& st) {
     benchmark::DoNotOptimize(contours.data());
   }
   st.counters["loops"] = (double)loops;
-  st.SetLabel(kNames[st.range(0)]);
+  st.SetLabel(kRegionNames[st.range(0)]);
 }
 BENCHMARK(BM_Trace_OpenCV)->DenseRange(0, 2)->Unit(benchmark::kMicrosecond);
 #endif
