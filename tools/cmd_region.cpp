@@ -496,35 +496,69 @@ bool WriteSvg(const CRstLines& region, const RECT& rc, const std::string& path, 
 
 // ---- images ---------------------------------------------------------------------
 
+// A colour per piece: well apart in hue, repeating after twelve.
+void PieceColour(int k, unsigned char rgb[3]) {
+  static const unsigned char kPalette[12][3] = {
+      {230, 25, 75},  {60, 180, 75},  {0, 130, 200},  {245, 130, 48}, {145, 30, 180}, {70, 200, 200},
+      {240, 50, 230}, {170, 200, 40}, {250, 190, 190}, {0, 128, 128}, {170, 110, 40}, {128, 0, 0}};
+  const unsigned char* c = kPalette[k % 12];
+  rgb[0] = c[0];
+  rgb[1] = c[1];
+  rgb[2] = c[2];
+}
+
 // Writes the region's pixels inside rc as a mask (255 inside, 0 outside; the
-// other way round with invert). Returns the path written.
-bool WriteMask(const CRstLines& region, const RECT& rc, std::string path, bool invert,
-               std::string* written, std::string* err) {
+// other way round with invert), or, given pieces, each piece in the colour
+// of its index in colour over that background. Returns the path written.
+bool WriteMask(const CRstLines& region, const RECT& rc, std::string path, bool invert, std::string* written,
+               std::string* err, const CRasterArray* pieces = nullptr, const std::vector<int>* colour = nullptr) {
   const long long w = (long long)rc.right - rc.left, h = (long long)rc.bottom - rc.top;
+  const int bytes = pieces ? 3 : 1;
   // Both sides are below 2^32, so their product cannot overflow.
-  if (w < 1 || h < 1 || w * h > (long long)kMaxImageBytes) {
+  if (w < 1 || h < 1 || w * h * bytes > (long long)kMaxImageBytes) {
     *err = "the image would be " + std::to_string(w) + " x " + std::to_string(h) +
            " pixels; the limit is " + std::to_string(kMaxImageBytes >> 20) + " MiB";
     return false;
   }
-  std::vector<unsigned char> px((size_t)(w * h), 0);
-  if (const CRasterArray* arr = region.GetData()) {
+  std::vector<unsigned char> px((size_t)(w * h * bytes), 0);
+  if (pieces) {
+    std::fill(px.begin(), px.end(), (unsigned char)(invert ? 255 : 0));
+    for (int i = 0; i < pieces->GetSize(); ++i) {
+      const RSRLINE* p = (*pieces)[i];
+      unsigned char rgb[3];
+      PieceColour((*colour)[(size_t)i], rgb);
+      const RSRUN* r = p->arRun.GetData();
+      for (int k = 0; k < p->arCount.GetSize(); ++k) {
+        const long long y = (long long)p->rcBox.top + k - rc.top;
+        for (int j = 0; j < p->arCount[k]; ++j, ++r) {
+          const long long a = std::max<long long>(r->x1, rc.left), b = std::min<long long>(r->x2, (long long)rc.right - 1);
+          if (y < 0 || y >= h) continue;
+          for (long long x = a; x <= b; ++x) std::memcpy(&px[(size_t)((y * w + x - rc.left) * 3)], rgb, 3);
+        }
+      }
+    }
+  } else if (const CRasterArray* arr = region.GetData()) {
     for (RSRLINE* p : *arr) {
       if (p && p->arRun.GetSize() > 0 && !CRstLines::SetRasterMaskInBuf(px.data(), rc, p, 255)) {
         *err = tqtool::LastErrorText("a piece of the region does not fit the image");
         return false;
       }
     }
+    if (invert)
+      for (unsigned char& b : px) b = (unsigned char)(255 - b);
   }
-  if (invert)
-    for (unsigned char& b : px) b = (unsigned char)(255 - b);
-tqtool::Image im;
+  tqtool::Image im;
   im.width = (uint32_t)w;
   im.height = (uint32_t)h;
+  im.depth = pieces ? 24 : 8;
   im.pixels.swap(px);
   if (tqtool::HavePng() && !tqtool::HasSuffix(path, ".pgm")) {
     *written = path;
     return tqtool::WritePng(path, im, *err);
+  }
+  if (pieces) {
+    *err = "coloured pieces need PNG: cannot write " + path;
+    return false;
   }
   if (tqtool::HasSuffix(path, ".png")) {
     path = path.substr(0, path.size() - 4) + ".pgm";
@@ -542,7 +576,95 @@ struct Options {
   int way = 1;
   int margin = 2;
   bool sample = false, invert = false;
+  // Reshaping after the shapes are combined, in this order.
+  int grow = 0, shrink = 0;
+  std::string resample;
+  bool split = false, layers = false;
 };
+
+// The reshaping options applied to region: --grow, then --shrink (on the
+// repeat when there is one), then --resample (of the region's frame from
+// the origin, or of the repeat cell, whose size and displacement scale
+// with it). On failure err says why.
+bool Reshape(CRstLines& region, const Options& o, Job& job, ACycle* cycle, std::string* err) {
+  const int steps[2] = {o.grow, -o.shrink};
+  for (int d : steps) {
+    if (d == 0 || region.IsEmpty()) continue;
+    g_Error.ClearError();
+    CRasterArray* arr = CRstLines::ExpandRaster(region.GetData(), d, cycle);
+    if (!arr) {
+      *err = tqtool::LastErrorText(d > 0 ? "the region could not be grown" : "the region could not be shrunk");
+      return false;
+    }
+    region.SetData(&arr);
+    std::printf("  %s by %d pixel%s\n", d > 0 ? "grown" : "shrunk", std::abs(d), std::abs(d) == 1 ? "" : "s");
+  }
+  if (o.resample.empty()) return true;
+  long long w = 0, h = 0;
+  char x = 0, extra = 0;
+  if (std::sscanf(o.resample.c_str(), "%lld%c%lld%c", &w, &x, &h, &extra) != 3 || (x != 'x' && x != 'X') ||
+      w < 1 || h < 1 || w > kMaxExtent || h > kMaxExtent) {
+    *err = "--resample is WxH with sides from 1 to " + std::to_string(kMaxExtent) + ", not '" + o.resample + "'";
+    return false;
+  }
+  const SIZE to = {(LONG)w, (LONG)h};
+  SIZE from = {0, 0};
+  if (cycle) from = SIZE{job.cycleW, job.cycleH};
+  g_Error.ClearError();
+  if (!CRstLines::Resample(&region, &region, &to, nullptr, nullptr, cycle ? &from : nullptr)) {
+    *err = tqtool::LastErrorText("the region could not be resampled");
+    return false;
+  }
+  if (cycle) {
+    // The repeat scales with its cell: the displacement in proportion.
+    const long long along = job.way == 1 ? job.cycleH : job.cycleW, to1 = job.way == 1 ? h : w;
+    job.cycleP = (int)std::llround((double)job.cycleP * (double)to1 / (double)along);
+    job.cycleW = (int)w;
+    job.cycleH = (int)h;
+    cycle->SetCycleParams(job.cycleW, job.cycleH, job.cycleP);
+  }
+  std::printf("  resampled to %lld x %lld%s\n", w, h, cycle ? " (the repeat cell with it)" : "");
+  return true;
+}
+
+// --split and --layers: lists the connected pieces of the shown region
+// (with their nesting depth for --layers) and returns them, with the
+// colour index of each (piece number, or depth), for the picture.
+bool ListPieces(const CRstLines& shown, const RECT& rc, bool layers, CRasterArray* pieces, std::vector<int>* colour,
+                std::string* err) {
+  g_Error.ClearError();
+  CArray<int, int> depth;
+  bool ok;
+  if (layers) {
+    ok = CRstLines::DividebyLayer(shown.GetData(), rc, pieces, &depth) != FALSE;
+  } else {
+    CRasterArray* parts = CRstLines::DivideUp(shown.GetData());
+    ok = parts != nullptr;
+    if (ok) {
+      pieces->vec().swap(parts->vec());
+      CRstLines::Delete(parts);
+    }
+  }
+  if (!ok) {
+    *err = tqtool::LastErrorText("the region could not be split");
+    return false;
+  }
+  std::printf("  %s: %d connected piece%s\n", layers ? "layers" : "pieces", (int)pieces->GetSize(),
+              pieces->GetSize() == 1 ? "" : "s");
+  const int listed = std::min(pieces->GetSize(), 20);
+  for (int i = 0; i < pieces->GetSize(); ++i) {
+    const RSRLINE* p = (*pieces)[i];
+    long long area = 0;
+    for (const RSRUN& r : p->arRun) area += (long long)r.x2 - r.x1 + 1;
+    colour->push_back(layers ? depth[i] : i);
+    if (i < listed)
+      std::printf("    %3d: box (%d, %d) - (%d, %d), area %lld px%s\n", i, (int)p->rcBox.left, (int)p->rcBox.top,
+                  (int)p->rcBox.right, (int)p->rcBox.bottom, area,
+                  layers ? (", depth " + std::to_string(depth[i])).c_str() : "");
+  }
+  if (pieces->GetSize() > listed) std::printf("    ... and %d more\n", pieces->GetSize() - listed);
+  return true;
+}
 
 int RunJob(Job& job, const Options& o, const std::string& imagePath) {
   ACycle cycle;
@@ -583,6 +705,10 @@ int RunJob(Job& job, const Options& o, const std::string& imagePath) {
     std::fprintf(stderr, "tqbase region: the region could not be folded into the repeat\n");
     return 1;
   }
+  if (!Reshape(region, o, job, pc ? &cycle : nullptr, &err)) {
+    std::fprintf(stderr, "tqbase region: %s\n", err.c_str());
+    return 1;
+  }
 
   Summary sum = Summarize(region);
   PrintSummary("region", sum);
@@ -621,8 +747,19 @@ int RunJob(Job& job, const Options& o, const std::string& imagePath) {
               (LONG)std::min<long long>(INT32_MAX, (long long)sum.box.right + 1 + m),
               (LONG)std::min<long long>(INT32_MAX, (long long)sum.box.bottom + 1 + m)};
   }
+  CRasterArray pieces;
+  std::vector<int> colour;
+  struct Free {
+    CRasterArray* a;
+    ~Free() { CRstLines::Release(a); }
+  } freePieces{&pieces};
+  const bool coloured = o.split || o.layers;
+  if (coloured && !ListPieces(*out, rc, o.layers, &pieces, &colour, &err)) {
+    std::fprintf(stderr, "tqbase region: %s\n", err.c_str());
+    return 1;
+  }
   std::string written;
-  if (!WriteMask(*out, rc, imagePath, o.invert, &written, &err)) {
+  if (!WriteMask(*out, rc, imagePath, o.invert, &written, &err, coloured ? &pieces : nullptr, &colour)) {
     std::fprintf(stderr, "tqbase region: %s\n", err.c_str());
     return 1;
   }
@@ -668,6 +805,14 @@ void Setup(CLI::App& app) {
       ->capture_default_str()->check(CLI::Range(0, 4096));
   cmd->add_option("--svg", opts->svg, "write the traced outlines as SVG over the mask image (the mask "
                                       "goes beside it, named after it, unless --png names one)");
+  cmd->add_option("--grow", opts->grow, "grow the result by N pixels (a disc; on the repeat when there is one)")
+      ->check(CLI::Range(0, 10000));
+  cmd->add_option("--shrink", opts->shrink, "shrink the result by N pixels (after --grow)")->check(CLI::Range(0, 10000));
+  cmd->add_option("--resample", opts->resample,
+                  "resample the result to WxH (its frame from the origin, or the repeat cell)");
+  cmd->add_flag("--split", opts->split, "list the connected pieces and colour them one by one in the image");
+  cmd->add_flag("--layers", opts->layers,
+                "list the pieces by nesting depth (outer, islands in holes, ...) and colour them by depth");
   cmd->add_flag("--invert", opts->invert, "draw the region black on white");
   cmd->add_flag("--sample", opts->sample,
                 "run the built-in textile motif (drawn black on white) and write region-demo.png");
