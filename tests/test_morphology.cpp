@@ -229,6 +229,10 @@ TEST(CRstLinesMorphology, Edges) {
   EXPECT_NE(LastError().find("coordinate range"), std::string::npos);
   Result near(CRstLines::ExpandRaster(edge.GetData(), 1));
   EXPECT_TRUE(near.arr && CRstLines::GetBox(near.arr).right == INT_MAX);
+  Result huge(CRstLines::ContractRaster(edge.GetData(), 1000000000));
+  EXPECT_TRUE(huge.arr && huge.arr->GetSize() == 0);
+  EXPECT_EQ(CRstLines::ExpandRaster(dot.GetData(), 1000000000), nullptr);
+  EXPECT_NE(LastError().find("too large"), std::string::npos);
   Result inward(CRstLines::ContractRaster(edge.GetData(), 1));
   EXPECT_TRUE(inward.arr && inward.arr->GetSize() == 0);
   // A hole closed by growing, opened again by shrinking the result less.

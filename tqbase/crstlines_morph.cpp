@@ -275,6 +275,12 @@ long long GrownRows(const Operand& op, long long d) {
 // grow: the operand grown (true) or shrunk (false) by d >= 1, into pieces.
 void Morph(const Operand& op, long long d, bool grow, const Clip& clip, PieceList& out) {
   if (op.Empty()) return;
+  if (!grow) {
+    // Shrinking by more than half the tallest stretch of rows leaves nothing.
+    long long tallest = 0;
+    for (const Stretch& st : Stretches(op, 0)) tallest = std::max(tallest, st.bottom - st.top + 1);
+    if (2 * d + 1 > tallest) return;
+  }
   const std::vector<long long> w = DiscRows(d);
   RowWriter wr;
   long long rows = grow ? GrownRows(op, d) : op.Rows();
@@ -303,7 +309,7 @@ CRasterArray* Change(const CRasterArray* arr, long long distance, bool grow, con
     Fail(op, kInvalidRegion);
     return nullptr;
   }
-  if (distance > kMaxRows) {
+  if (grow && distance > kMaxRows) {
     Fail(op, kTooLarge);
     return nullptr;
   }
