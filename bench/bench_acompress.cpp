@@ -17,7 +17,7 @@
 #include <vector>
 
 #ifdef TQBENCH_HAVE_TIFF
-#include <tiffio.h>
+#include "bench_tiff.h"
 #endif
 #ifdef TQBENCH_HAVE_B64
 extern "C" {
@@ -327,40 +327,7 @@ BENCHMARK(BM_UnComp_LZW)->Apply(Args);
 #ifdef TQBENCH_HAVE_TIFF
 // ---- libtiff: one strip of kRows lines, 8 bits, through memory ----
 
-struct MemFile {
-  Bytes data;
-  toff_t pos = 0;
-};
-
-tsize_t MemRead(thandle_t h, tdata_t buf, tsize_t n) {
-  MemFile* f = static_cast<MemFile*>(h);
-  if (f->pos >= f->data.size()) return 0;
-  const tsize_t k = std::min<tsize_t>(n, (tsize_t)(f->data.size() - f->pos));
-  std::memcpy(buf, f->data.data() + f->pos, k);
-  f->pos += k;
-  return k;
-}
-tsize_t MemWrite(thandle_t h, tdata_t buf, tsize_t n) {
-  MemFile* f = static_cast<MemFile*>(h);
-  if (f->pos + n > f->data.size()) f->data.resize(f->pos + n);
-  std::memcpy(f->data.data() + f->pos, buf, n);
-  f->pos += n;
-  return n;
-}
-toff_t MemSeek(thandle_t h, toff_t off, int whence) {
-  MemFile* f = static_cast<MemFile*>(h);
-  f->pos = whence == SEEK_SET ? off : whence == SEEK_CUR ? f->pos + off : f->data.size() + off;
-  return f->pos;
-}
-int MemClose(thandle_t) { return 0; }
-toff_t MemSize(thandle_t h) { return static_cast<MemFile*>(h)->data.size(); }
-int MemMap(thandle_t, tdata_t*, toff_t*) { return 0; }
-void MemUnmap(thandle_t, tdata_t, toff_t) {}
-
-TIFF* MemOpen(MemFile& f, const char* mode) {
-  f.pos = 0;
-  return TIFFClientOpen("mem", mode, &f, MemRead, MemWrite, MemSeek, MemClose, MemSize, MemMap, MemUnmap);
-}
+using namespace tqbench;
 
 void WriteStrip(MemFile& f, const Bytes& in, size_t width, int compression) {
   f.data.clear();

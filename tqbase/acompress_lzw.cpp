@@ -269,30 +269,123 @@ inline void CopyString(const unsigned char* from, unsigned char* to, ulong len, 
   }
 }
 
-int UnPackLzwWith(const unsigned short* codes, ulong codeCount, unsigned char* dst, ulong dstCap,
-                  ulong& dstLen, LzwEntry* dict) {
+// The codes of an array, in order.
+class ArrayCodes {
+public:
+  ArrayCodes(const unsigned short* codes, ulong n) : m_codes(codes), m_n(n) {}
+  bool Next(unsigned& code) {
+    if (m_i == m_n) return false;
+    code = m_codes[m_i++];
+    return true;
+  }
+
+private:
+  const unsigned short* m_codes;
+  ulong m_n, m_i = 0;
+};
+
+// The codes of a bit stream, read as they are needed: the sequence
+// ResumeDataBit writes out, end code included, nothing after it. Away from
+// the end a code is cut from one big-endian 32-bit word; in the last
+// three bytes from a 3-byte window whose bytes past the stream read as 0,
+// and the stream ends when fewer than two bytes are left.
+class StreamCodes {
+public:
+  StreamCodes(const unsigned char* src, ulong len) : m_src(src), m_len(len) {}
+  bool Next(unsigned& code) {
+    if (TQ_UNLIKELY(m_done)) return false;
+    const ulong p = (ulong)(m_bit >> 3);
+    if (TQ_LIKELY(m_len >= 4 && p <= m_len - 4)) {
+      uint32_t word;
+      std::memcpy(&word, m_src + p, 4);
+      code = (ToBigEndian(word) << (unsigned)(m_bit & 7)) >> (32 - m_width);
+    } else {
+      if (m_len - p < 2) {
+        m_done = true;
+        return false;
+      }
+      const uint32_t b0 = m_src[p], b1 = m_src[p + 1], b2 = p + 2 < m_len ? m_src[p + 2] : 0;
+      const uint32_t word = (b0 << 16) | (b1 << 8) | b2;
+      code = (word >> (24 - (unsigned)(m_bit & 7) - m_width)) & ((1u << m_width) - 1);
+    }
+    m_bit += m_width;
+    if (TQ_UNLIKELY(code - kClear < 2u)) {
+      if (code == kEnd) {
+        m_done = true;
+        return true;
+      }
+      if (m_width == 12) {  // a clear at full width restarts the schedule
+        m_number = 1;
+        m_width = 9;
+        m_widen = WidenAt(9);
+        return true;
+      }
+    }
+    if (TQ_UNLIKELY(++m_number == m_widen)) m_widen = WidenAt(++m_width);
+    return true;
+  }
+
+private:
+  const unsigned char* m_src;
+  ulong m_len;
+  uint64_t m_bit = 0;
+  uint64_t m_number = 0;  // codes since the last clear at full width
+  uint64_t m_widen = WidenAt(9);
+  unsigned m_width = 9;
+  bool m_done = false;
+};
+
+// StreamCodes read ahead in blocks, so that the decoder's loop and the
+// bit reader's each keep their state in registers.
+class BufferedCodes {
+public:
+  BufferedCodes(const unsigned char* src, ulong len) : m_in(src, len) {}
+  bool Next(unsigned& code) {
+    if (TQ_UNLIKELY(m_i == m_n)) {
+      m_n = 0;
+      m_i = 0;
+      unsigned c;
+      while (m_n < kBlock && m_in.Next(c)) m_buf[m_n++] = (unsigned short)c;
+      if (m_n == 0) return false;
+    }
+    code = m_buf[m_i++];
+    return true;
+  }
+
+private:
+  static const unsigned kBlock = 256;
+  StreamCodes m_in;
+  unsigned m_i = 0, m_n = 0;
+  unsigned short m_buf[kBlock];
+};
+
+// Decodes the codes of in (at least one) into dst; the same results,
+// lengths and failures whichever source they come from.
+template <class Codes>
+int DecodeLzw(Codes& in, unsigned char* dst, ulong dstCap, ulong& dstLen, LzwEntry* dict) {
   dstLen = 0;
-  if (codes[0] > kClear) return Fail("ACompress::UnPack_LZW: stream starts with code %u", codes[0]);
-  ulong i = 0;
-  while (i < codeCount && (codes[i] == kClear || codes[i] == kEnd)) ++i;
-  if (i == codeCount) return Fail("ACompress::UnPack_LZW: no data codes");
-  if (codes[i] > 255) return Fail("ACompress::UnPack_LZW: code %u before any string", codes[i]);
+  unsigned c = 0;
+  in.Next(c);
+  if (c > kClear) return Fail("ACompress::UnPack_LZW: stream starts with code %u", c);
+  while (c == kClear || c == kEnd)
+    if (!in.Next(c)) return Fail("ACompress::UnPack_LZW: no data codes");
+  if (c > 255) return Fail("ACompress::UnPack_LZW: code %u before any string", c);
   // Every string leaves 6 spare bytes: from here on dstLen <= dstCap - 6.
   if (dstCap < 7) return Fail("ACompress::UnPack_LZW: output buffer of %lu bytes is too small", dstCap);
   const ulong limit = dstCap - 6;
   for (unsigned k = 0; k < 256; ++k) dict[k] = LzwEntry{kSingles.v + k, 1};
-  dst[0] = (unsigned char)codes[i];
+  dst[0] = (unsigned char)c;
   ulong prevOff = 0, prevLen = 1, w = 1;
   unsigned next = kFirstCode;
   enum { kOk, kFull, kTooMany } failure = kOk;
-  for (++i; i < codeCount; ++i) {
-    unsigned c = codes[i];
+  while (in.Next(c)) {
     if (c - kClear < 2u || c >= next) {  // the rare codes: end, clear, a string being defined
       if (c == kEnd) break;
       if (c == kClear) {
-        while (i < codeCount && codes[i] == kClear) ++i;
-        if (i == codeCount || codes[i] == kEnd) break;
-        c = codes[i];
+        bool more;
+        while ((more = in.Next(c)) && c == kClear) {
+        }
+        if (!more || c == kEnd) break;
         if (c > kEnd) {
           dstLen = w;
           return Fail("ACompress::UnPack_LZW: code %u right after a clear", c);
@@ -380,7 +473,8 @@ int ACompress::UnPack_LZW(const unsigned short* codes, ulong codeCount, unsigned
   }
   WorkBuffer work(kDictBytes);
   if (!work.get()) return Fail("ACompress::UnPack_LZW: out of memory");
-  return UnPackLzwWith(codes, codeCount, dst, dstCap, dstLen, reinterpret_cast<LzwEntry*>(work.get()));
+  ArrayCodes in(codes, codeCount);
+  return DecodeLzw(in, dst, dstCap, dstLen, reinterpret_cast<LzwEntry*>(work.get()));
 }
 
 // ---------------------------------------------------------------------------
@@ -511,17 +605,12 @@ int ACompress::UnComp_LZW(const unsigned char* src, ulong srcLen, unsigned char*
     ASSERT(src && srcLen && dst && dstCap);
     return Fail("ACompress::UnComp_LZW: null buffer or zero length");
   }
-  ulong codeBytes, total;
-  if (!tqbase::CheckedMul(srcLen, (ulong)sizeof(unsigned short), &codeBytes) ||
-      !tqbase::CheckedAdd(codeBytes, kDictBytes, &total))
-    return Fail("ACompress::UnComp_LZW: input of %lu bytes is too large", srcLen);
-  WorkBuffer work(total);
-  if (!work.get()) return Fail("ACompress::UnComp_LZW: out of memory for %lu bytes", total);
-  unsigned short* codes = reinterpret_cast<unsigned short*>(work.get() + kDictBytes);
-  ulong codeCount = 0;
-  if (!ResumeDataBit(src, srcLen, codes, codeCount)) return 0;
-  if (!codeCount) return Fail("ACompress::UnComp_LZW: stream of %lu bytes holds no codes", srcLen);
-  return UnPackLzwWith(codes, codeCount, dst, dstCap, dstLen, reinterpret_cast<LzwEntry*>(work.get()));
+  // A stream of one byte holds no code; from two bytes on it holds one.
+  if (srcLen < 2) return Fail("ACompress::UnComp_LZW: stream of %lu bytes holds no codes", srcLen);
+  WorkBuffer work(kDictBytes);
+  if (!work.get()) return Fail("ACompress::UnComp_LZW: out of memory for %lu bytes", kDictBytes);
+  BufferedCodes in(src, srcLen);
+  return DecodeLzw(in, dst, dstCap, dstLen, reinterpret_cast<LzwEntry*>(work.get()));
 }
 
 // ---------------------------------------------------------------------------
