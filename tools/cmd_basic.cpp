@@ -6,6 +6,7 @@
 // Relies on the module's start-up having run at load: g_Flags holds the
 // defaults and the profile store's preferences, g_AppPath the directories.
 #include "command.h"
+#include "args.h"
 #include "demo.h"
 
 #include <tqbase/tqbase.h>
@@ -41,6 +42,8 @@ DemoStepRegistrar::DemoStepRegistrar(const char* order, const char* title, DemoS
 }
 }  // namespace tqtool
 
+using namespace tqtool;
+
 namespace {
 
 int Fail(const std::string& message) {
@@ -51,80 +54,6 @@ int Fail(const std::string& message) {
 
 // ---------------------------------------------------------------------------
 // Units as typed on the command line
-
-struct UnitName {
-  const char* name;
-  bool resolution;  // a resolution unit, else a size unit
-  int unit;
-};
-
-const UnitName kUnitNames[] = {
-    {"px", false, SIZEUNIT_PIXEL},   {"pixel", false, SIZEUNIT_PIXEL}, {"pixels", false, SIZEUNIT_PIXEL},
-    {"sm", false, SIZEUNIT_SM},      {"0.01mm", false, SIZEUNIT_SM},   {"mm", false, SIZEUNIT_MM},
-    {"cm", false, SIZEUNIT_CM},      {"m", false, SIZEUNIT_M},         {"in", false, SIZEUNIT_INCH},
-    {"inch", false, SIZEUNIT_INCH},  {"inches", false, SIZEUNIT_INCH}, {"dpi", true, RESUNIT_DPI},
-    {"dpsm", true, RESUNIT_DPSM},    {"dpmm", true, RESUNIT_DPMM},     {"dpcm", true, RESUNIT_DPCM},
-    {"dpm", true, RESUNIT_DPM},
-};
-
-const char* const kSizeShort[] = {"", "px", "sm", "mm", "cm", "m", "in"};
-const char* const kResShort[] = {"", "dpi", "dpsm", "dpmm", "dpcm", "dpm"};
-
-const char kUnitHelp[] =
-    "size units: px, sm (0.01 mm), mm, cm, m, in; resolution units: dpi, dpsm (dots per 0.01 mm), dpmm, "
-    "dpcm, dpm";
-
-std::string Lower(std::string s) {
-  for (char& c : s)
-    if (c >= 'A' && c <= 'Z') c = (char)(c - 'A' + 'a');
-  return s;
-}
-
-// A unit by its short name (any case) or by the library's display name.
-bool FindUnit(const std::string& text, UnitName* out) {
-  std::string key = Lower(text);
-  for (const UnitName& u : kUnitNames)
-    if (key == u.name) {
-      *out = u;
-      return true;
-    }
-  CString name;
-  for (int u = 1; u <= 6; ++u)
-    if (SizeUnitString(name, u) > 0 && text == name.GetString()) {
-      *out = {kSizeShort[u], false, u};
-      return true;
-    }
-  for (int u = 1; u <= 5; ++u)
-    if (ResUnitString(name, u) > 0 && text == name.GetString()) {
-      *out = {kResShort[u], true, u};
-      return true;
-    }
-  return false;
-}
-
-// "25.4", "25.4mm", "300 dpi": the number and the unit text after it.
-bool SplitQuantity(const std::string& text, double* value, std::string* unit) {
-  if (text.empty()) return false;
-  errno = 0;
-  char* end = nullptr;
-  double v = std::strtod(text.c_str(), &end);
-  if (end == text.c_str() || errno == ERANGE || !std::isfinite(v)) return false;
-  std::string rest(end);
-  rest.erase(0, rest.find_first_not_of(" \t"));
-  *value = v;
-  *unit = rest;
-  return true;
-}
-
-// At most digits decimals, without trailing zeros ("11.8", not "11.8000").
-std::string Number(double v, int digits) {
-  std::string s = AnxFloatPrecisionString(v, digits, TRUE).GetString();
-  if (s.find('.') != std::string::npos) {
-    s.erase(s.find_last_not_of('0') + 1);
-    if (s.back() == '.') s.pop_back();
-  }
-  return s;
-}
 
 struct UnitsOptions {
   std::vector<std::string> args;

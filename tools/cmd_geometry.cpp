@@ -5,6 +5,7 @@
 //
 // Relies on the library's ATransform (transform.h) and ACycle (acycle.h).
 #include "command.h"
+#include "args.h"
 #include "demo.h"
 
 #include <tqbase/tqbase.h>
@@ -285,27 +286,12 @@ struct CycleOptions {
   std::string clip;
 };
 
-// "WxH", "WxH+P" or "WxH-P".
-bool ParseCycle(const std::string& text, int* w, int* h, int* p) {
-  size_t x = text.find('x');
-  if (x == std::string::npos) return false;
-  size_t sign = text.find_first_of("+-", x + 1);
-  std::string ws = text.substr(0, x);
-  std::string hs = text.substr(x + 1, sign == std::string::npos ? std::string::npos : sign - x - 1);
-  *p = 0;
-  if (!ParseInt(ws, w) || !ParseInt(hs, h)) return false;
-  if (sign != std::string::npos) {
-    std::string ps = text.substr(sign);
-    if (ps.size() > 1 && ps[0] == '+') ps.erase(0, 1);
-    if (!ParseInt(ps, p)) return false;
-  }
-  return true;
-}
 
 void RunCycle(const CycleOptions& o) {
   CYCLEINFO ci;
-  if (!ParseCycle(o.cycle, &ci.width, &ci.height, &ci.param)) {
-    Fail("cycle: malformed --cycle '" + o.cycle + "' (expected WIDTHxHEIGHT[+PARAM], e.g. 100x50+25)");
+  std::string cycleErr;
+  if (!tqtool::ParseCycle(o.cycle, &ci.width, &ci.height, &ci.param, &cycleErr)) {
+    Fail("cycle: --cycle: " + cycleErr);
     return;
   }
   if (ci.width < 1 || ci.height < 1) {

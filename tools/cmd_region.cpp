@@ -12,6 +12,7 @@
 // Relies on CRstLines (regions and their algebra), CEllipse (circles,
 // ellipses, turned rectangles) and ACycle (the repeat).
 #include "command.h"
+#include "args.h"
 #include "demo.h"
 #include "image_io.h"
 
@@ -99,10 +100,6 @@ std::string Trim(const std::string& s) {
   return s.substr(a, b - a + 1);
 }
 
-std::string Lower(std::string s) {
-  for (char& c : s) c = (char)std::tolower((unsigned char)c);
-  return s;
-}
 
 // Numbers separated by commas, semicolons or blanks.
 bool ParseNumbers(const std::string& text, std::vector<double>* out, std::string* err) {
@@ -151,7 +148,7 @@ bool ExtentOk(long long a, long long b, std::string* err) {
 }
 
 bool ParseOp(const std::string& word, int* op) {
-  std::string w = Lower(word);
+  std::string w = tqtool::Lower(word);
   if (w == "or" || w == "union" || w == "+") *op = RST_OR;
   else if (w == "and" || w == "intersect" || w == "&") *op = RST_AND;
   else if (w == "diff" || w == "minus" || w == "-") *op = RST_DIFF;
@@ -161,7 +158,7 @@ bool ParseOp(const std::string& word, int* op) {
 }
 
 bool ParseFill(const std::string& word, int* fill) {
-  std::string w = Lower(word);
+  std::string w = tqtool::Lower(word);
   if (w == "alternate" || w == "evenodd" || w == "1") *fill = ALTERNATE_FILL;
   else if (w == "winding" || w == "nonzero" || w == "2") *fill = WINDING_FILL;
   else return false;
@@ -230,7 +227,7 @@ bool ParseShape(ShapeKind kind, const std::string& args, Shape* s, std::string* 
 }
 
 bool ParseKind(const std::string& word, ShapeKind* kind) {
-  std::string w = Lower(word);
+  std::string w = tqtool::Lower(word);
   if (w == "poly" || w == "polygon") *kind = kPoly;
   else if (w == "rect" || w == "rectangle") *kind = kRect;
   else if (w == "ellipse") *kind = kEllipse;
@@ -263,23 +260,8 @@ bool ReadPair(const std::string& text, long long* a, long long* b, const char** 
 
 // "WxH", "WxH+P" or "WxH-P".
 bool ParseCycle(const std::string& text, Job* job, std::string* err) {
-  const std::string t = Trim(text);
-  long long w = 0, h = 0, p = 0;
-  const char* rest = nullptr;
-  bool ok = ReadPair(t, &w, &h, &rest);
-  if (ok && *rest) ok = (*rest == '+' || *rest == '-') && ReadInt(&rest, &p) && *rest == '\0';
-  if (!ok) {
-    *err = "a repeat is given as WxH or WxH+P, such as 100x50+25";
-    return false;
-  }
-  if (w < 1 || h < 1) {
-    *err = "the repeat cell must be 1 to " + std::to_string(kMaxExtent) + " pixels each way";
-    return false;
-  }
+  if (!tqtool::ParseCycle(Trim(text), &job->cycleW, &job->cycleH, &job->cycleP, err, kMaxExtent)) return false;
   job->haveCycle = true;
-  job->cycleW = (int)w;
-  job->cycleH = (int)h;
-  job->cycleP = (int)p;
   return true;
 }
 
@@ -325,7 +307,7 @@ bool ParseShapesText(std::istream& in, const std::string& name, Job* job, std::s
     rest = Trim(rest);
     std::string where = name + ":" + std::to_string(lineNo) + ": ";
     std::string e;
-    std::string key = Lower(first);
+    std::string key = tqtool::Lower(first);
     if (key == "fill") {
       if (!ParseFill(rest, &fill)) {
         *err = where + "the fill rule is alternate or winding";
@@ -338,7 +320,7 @@ bool ParseShapesText(std::istream& in, const std::string& name, Job* job, std::s
       std::string size, wayWord, wayValue;
       cw >> size >> wayWord >> wayValue;
       if (!ParseCycle(size, job, &e) ||
-          (!wayWord.empty() && (Lower(wayWord) != "way" || !ParseWay(wayValue, &job->way, &e)))) {
+          (!wayWord.empty() && (tqtool::Lower(wayWord) != "way" || !ParseWay(wayValue, &job->way, &e)))) {
         *err = where + (e.empty() ? "expected: cycle WxH[+P] [way 1|2]" : e);
         return false;
       }
