@@ -1233,3 +1233,21 @@ TEST(CRstLinesObject, ValidationCatchesMalformedPieces) {
   }
   CRstLines::SetValidate(old);
 }
+
+TEST(CRstLinesCycle, RowsOfManyRunsLayOutWhole) {
+  // A one-pixel design on a 2 x 1 cell: every row of the page holds one run
+  // per cell, far more than the writer's first block.
+  ACycle c = OnCycle(2, 1, 0, 1);
+  CRstLines dot;
+  dot.Create(RECT{0, 0, 1, 1});
+  const RECT page = {0, 0, 20001, 3};
+  ASSERT_TRUE(dot.Cycle(&c, &page));
+  ASSERT_TRUE(CRstLines::IsWellFormed(dot.GetData()));
+  long long runs = 0;
+  for (const RSRLINE* p : *dot.GetData())
+    for (const RSRUN& r : p->arRun) {
+      EXPECT_TRUE(r.x1 == r.x2 && r.x1 % 2 == 0) << r.x1 << ".." << r.x2;
+      ++runs;
+    }
+  EXPECT_EQ(runs, 3 * 10001);
+}

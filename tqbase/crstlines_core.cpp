@@ -491,10 +491,10 @@ void RowWriter::Init(long long maxRuns, long long maxRows) {
   m_bands.clear();
 }
 
-void RowWriter::Grow(long long n) {
+void RowWriter::Grow(long long n, long long keep) {
   const long long used = m_end - m_runs;
   const long long cap = std::max(used + n, std::min(2 * m_cap, kMaxItems));
-  m_runs = static_cast<RSRUN*>(m_runBuf.Grow(cap, sizeof(RSRUN), (size_t)used * sizeof(RSRUN)));
+  m_runs = static_cast<RSRUN*>(m_runBuf.Grow(cap, sizeof(RSRUN), (size_t)(used + keep) * sizeof(RSRUN)));
   m_end = m_runs + used;
   m_cap = cap;
 }

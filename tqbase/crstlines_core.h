@@ -269,9 +269,11 @@ public:
   void Init(long long maxRuns, long long maxRows);
   RSRUN* Out() const { return m_end; }
   // Makes room for n more runs after Out(), moving the blocks when needed
-  // (Out() may change). For writers whose bound is not known up front.
-  void Room(long long n) {
-    if (n > m_cap - (m_end - m_runs)) Grow(n);
+  // (Out() may change). For writers whose bound is not known up front. The
+  // first `keep` of the n are runs of the open row already written after
+  // Out(); they move with the blocks.
+  void Room(long long n, long long keep = 0) {
+    if (n > m_cap - (m_end - m_runs)) Grow(n, keep);
   }
   // Ends row y, whose runs run from Out() to e.
   void EndRow(long long y, RSRUN* e) {
@@ -300,7 +302,7 @@ private:
   };
   void Open(long long y);
   void Close();
-  void Grow(long long n);
+  void Grow(long long n, long long keep);
   Scratch m_runBuf;
   Scratch m_cntBuf;
   RSRUN* m_runs = nullptr;

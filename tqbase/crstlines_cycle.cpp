@@ -63,7 +63,7 @@ void RepeatOver(const CRasterArray* region, const CYCLEINFO* ci, const RECT& rc,
       const int n = rowCount[(size_t)py];
       const RSRUN* it = std::lower_bound(r, r + n, a, [](const RSRUN& run, long long v) { return run.x2 < v; });
       const RSRUN* end = std::upper_bound(it, r + n, b, [](long long v, const RSRUN& run) { return v < run.x1; });
-      w.Room(written + (end - it));
+      w.Room(written + (end - it), written);
       RSRUN* const row0 = w.Out();
       const long long shift = (long long)rc.left - px;
       for (; it != end; ++it) {
