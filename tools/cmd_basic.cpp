@@ -1,13 +1,11 @@
 // cmd_basic.cpp - the basic subcommands: `version`, `units` (lengths and
 // resolutions between units), `prefs` (show, save, load and set the
-// preference flags), `paths` (the installation's directories) and `demo`,
-// with the demo-step registry that other commands add to (demo.h).
+// preference flags) and `paths` (the installation's directories).
 //
 // Relies on the module's start-up having run at load: g_Flags holds the
 // defaults and the profile store's preferences, g_AppPath the directories.
 #include "command.h"
 #include "args.h"
-#include "demo.h"
 
 #include <tqbase/tqbase.h>
 
@@ -21,26 +19,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-// ---------------------------------------------------------------------------
-// The demo-step registry
-
-namespace tqtool {
-namespace {
-struct DemoStep {
-  std::string order, title;
-  DemoStepFn step;
-};
-std::vector<DemoStep>& DemoSteps() {
-  static std::vector<DemoStep> steps;
-  return steps;
-}
-}  // namespace
-
-DemoStepRegistrar::DemoStepRegistrar(const char* order, const char* title, DemoStepFn step) {
-  DemoSteps().push_back({order, title, step});
-}
-}  // namespace tqtool
 
 using namespace tqtool;
 
@@ -217,79 +195,9 @@ void SetupPrefs(CLI::App& app) {
   });
 }
 
-// ---------------------------------------------------------------------------
-// The demo and its first steps
-
-bool DemoVersion() {
-  PrintVersion();
-  return true;
-}
-
-bool DemoPaths() {
-  PrintPaths(false);
-  std::printf("  ... %d directories in all (tqbase paths)\n", (int)APP_PATH_COUNT);
-  return true;
-}
-
-bool DemoUnits() {
-  CString mm, px, dpi, dpmm;
-  SizeUnitString(mm, SIZEUNIT_MM);
-  SizeUnitString(px, SIZEUNIT_PIXEL);
-  ResUnitString(dpi, RESUNIT_DPI);
-  ResUnitString(dpmm, RESUNIT_DPMM);
-  std::printf("  25.4 mm at 300 dpi     = %d px\n", ToNPIXEL(25.4, 300, RESUNIT_DPI, SIZEUNIT_MM));
-  std::printf("  1800 mm                = %s in\n", Number(ToINCH(1800, 0, 0, SIZEUNIT_MM), 3).c_str());
-  std::printf("  11.8 dpmm              = %d dpi\n", ToNDPI(11.8, RESUNIT_DPMM));
-  std::printf("  720 dpi                = %s dpmm\n", Number(ConvertRes(720, RESUNIT_DPI, RESUNIT_DPMM), 4).c_str());
-  std::printf("  300 dpi == 300.6 dpi?  %s (tolerance %s dpi)\n", EqualRes(300, 300.6, RESUNIT_DPI) ? "yes" : "no",
-              Number(DefResPrecision(RESUNIT_DPI), 1).c_str());
-  std::printf("  unit names: %s, %s, %s, %s\n", mm.GetString(), px.GetString(), dpi.GetString(), dpmm.GetString());
-  double zoom = 1;
-  std::printf("  zoom out from 1:1     ");
-  for (int i = 0; i < 5; ++i) {
-    AnxZoomOutRatio(zoom);
-    std::printf(" 1/%s", Number(1 / zoom, 0).c_str());
-  }
-  std::printf("\n");
-  return ToNPIXEL(25.4, 300, RESUNIT_DPI, SIZEUNIT_MM) == 300;
-}
-
-bool DemoPrefs() {
-  std::printf("  default unit: %d, default resolution: %s, page %s x %s mm\n", (int)g_Flags.SizeUnit,
-              Number(g_Flags.dDefRes, 2).c_str(), Number(g_Flags.dDefWidth, 0).c_str(),
-              Number(g_Flags.dDefHeight, 0).c_str());
-  std::printf("  profile store: %s\n", AProfile::GetAppProfilePath().GetString());
-  return true;
-}
-
-TQ_REGISTER_DEMO_STEP("10-version", "Library", DemoVersion);
-TQ_REGISTER_DEMO_STEP("20-paths", "Data directories", DemoPaths);
-TQ_REGISTER_DEMO_STEP("30-units", "Units and resolutions", DemoUnits);
-TQ_REGISTER_DEMO_STEP("40-prefs", "Preferences", DemoPrefs);
-
-void SetupDemo(CLI::App& app) {
-  CLI::App* cmd = app.add_subcommand("demo", "Run the built-in demonstration of the library");
-  cmd->callback([] {
-    auto steps = tqtool::DemoSteps();
-    std::stable_sort(steps.begin(), steps.end(), [](const auto& a, const auto& b) { return a.order < b.order; });
-    bool ok = true;
-    for (const auto& s : steps) {
-      std::printf("== %s\n", s.title.c_str());
-      std::fflush(stdout);
-      if (!s.step()) {
-        std::fprintf(stderr, "tqbase: demo step '%s' failed\n", s.title.c_str());
-        ok = false;
-      }
-      std::printf("\n");
-    }
-    if (!ok) tqtool::ToolExit(1);
-  });
-}
-
 }  // namespace
 
 TQ_REGISTER_COMMAND("00-version", SetupVersion);
-TQ_REGISTER_COMMAND("01-demo", SetupDemo);
 TQ_REGISTER_COMMAND("10-units", SetupUnits);
 TQ_REGISTER_COMMAND("11-prefs", SetupPrefs);
 TQ_REGISTER_COMMAND("12-paths", SetupPaths);

@@ -14,8 +14,8 @@
 // and the line's stream. LZW files: "TQLZ", the 64-bit original length,
 // the bit stream.
 #include "command.h"
-#include "demo.h"
 #include "image_io.h"
+#include "progress.h"
 
 #include <tqbase/tqbase.h>
 
@@ -61,42 +61,6 @@ int Error(const std::string& text) {
   tqtool::ToolExit(1);
   return 1;
 }
-
-// A progress bar on stderr, shown only on a terminal and only once a job
-// has run for more than half a second.
-class Progress {
-public:
-  Progress(const char* what, size_t total)
-      : m_what(what), m_total(total ? total : 1), m_start(std::chrono::steady_clock::now()) {
-#ifndef _WIN32
-    m_tty = isatty(2) != 0;
-#endif
-  }
-  ~Progress() {
-    if (m_shown) std::fprintf(stderr, "\r%-60s\r", "");
-  }
-  void Update(size_t done) {
-    if (!m_tty) return;
-    const double secs =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
-    if (secs < 0.5 && !m_shown) return;
-    const int pct = (int)(100.0 * done / m_total);
-    if (pct == m_last) return;
-    m_last = pct;
-    m_shown = true;
-    const int bar = pct * 30 / 100;
-    std::fprintf(stderr, "\r%s [%.*s%*s] %3d%%", m_what, bar, "==============================",
-                 30 - bar, "", pct);
-    std::fflush(stderr);
-  }
-
-private:
-  const char* m_what;
-  size_t m_total;
-  std::chrono::steady_clock::time_point m_start;
-  bool m_tty = false, m_shown = false;
-  int m_last = -1;
-};
 
 // ---- images ----
 
@@ -205,7 +169,7 @@ Bytes EncodeImage(const Image& im, int depth, size_t* streamBytes, bool progress
   const size_t row = im.RowBytes();
   Bytes s(row * 2 + 64);
   size_t total = 0;
-  Progress bar("encoding", im.height);
+  tqtool::Progress bar("encoding", im.height);
   for (uint32_t y = 0; y < im.height; ++y) {
     unsigned long len = 0;
     if (!ACompress::Pack(im.pixels.data() + y * row, row, depth, s.data(), s.size(), len)) return {};
@@ -267,7 +231,7 @@ int RleDecode(const RleOptions& o) {
   im.depth = (int)e.depth;
   const size_t row = im.RowBytes();
   im.pixels.resize(row * im.height);
-  Progress bar("decoding", im.height);
+  tqtool::Progress bar("decoding", im.height);
   for (uint32_t y = 0; y < e.height; ++y) {
     const auto& l = e.lines[y];
     if (!l.second || !ACompress::UnPack(e.data.data() + l.first, l.second, e.width, (int)e.depth, 0,
@@ -459,63 +423,3 @@ TQ_REGISTER_COMMAND("42-base64", SetupBase64);
 
 }  // namespace
 
-// ---------------------------------------------------------------------------
-// Demo step: a print mask (a 24-point star scan-converted by the region
-// engine) run-length coded line by line at each depth, then LZW and Base64.
-namespace {
-
-bool DemoCodecs() {
-  const int W = 2400, H = 400;
-  std::vector<POINT> star;
-  for (int i = 0; i < 24; ++i) {
-    double a = i * 3.14159265358979 / 12, r = (i % 2) ? 90.0 : 190.0;
-    star.push_back({(LONG)(W / 2 + 5.5 * r * std::cos(a)), (LONG)(H / 2 + r * std::sin(a))});
-  }
-  RSRLINE* piece = CRstLines::CreateRaster(star.data(), (int)star.size(), ALTERNATE_FILL);
-  if (!piece) return false;
-  std::vector<unsigned char> mask((size_t)W * H, 0);
-  RECT rc = {0, 0, W, H};
-  BOOL ok = CRstLines::SetRasterMaskInBuf(mask.data(), rc, piece, 1);
-  CRstLines::Delete(piece);
-  if (!ok) return false;
-  std::printf("mask: %d x %d pixels, one stream per line\n", W, H);
-  std::vector<unsigned char> line((size_t)W * 3), enc((size_t)W * 4 + 64), dec((size_t)W * 3 + 64);
-  for (int depth : {1, 2, 4, 8, 24}) {
-    const int bpp = depth == 24 ? 3 : 1;
-    const unsigned char on = depth == 1 ? 1 : (unsigned char)((1u << (depth == 24 ? 8 : depth)) - 1);
-    unsigned long rawBytes = 0, packedBytes = 0;
-    bool same = true;
-    for (int y = 0; y < H; ++y) {
-      for (int x = 0; x < W; ++x)
-        for (int k = 0; k < bpp; ++k) line[(size_t)x * bpp + k] = mask[(size_t)y * W + x] ? on : 0;
-      unsigned long n = 0;
-      if (!ACompress::Pack(line.data(), (unsigned long)W * bpp, depth, enc.data(), (unsigned long)enc.size(), n))
-        return false;
-      std::fill(dec.begin(), dec.end(), 0xEE);
-      if (!ACompress::UnPack(enc.data(), n, (unsigned long)W, depth, dec.data())) return false;
-      same = same && std::equal(line.begin(), line.begin() + (size_t)W * bpp, dec.begin());
-      rawBytes += (unsigned long)((size_t)W * depth + 7) / 8;
-      packedBytes += n;
-    }
-    std::printf("  depth %2d: %8lu bytes packed -> %7lu bytes run-length coded (%5.1f:1), round trip %s\n",
-                depth, rawBytes, packedBytes, (double)rawBytes / (double)packedBytes, same ? "exact" : "DIFFERS");
-    if (!same) return false;
-  }
-  std::vector<unsigned char> lzw(mask.size() * 2 + 64), back(mask.size() + 64);
-  unsigned long lzwLen = 0, backLen = 0;
-  if (!ACompress::Comp_LZW(mask.data(), (unsigned long)mask.size(), lzw.data(), (unsigned long)lzw.size(), lzwLen) ||
-      !ACompress::UnComp_LZW(lzw.data(), lzwLen, back.data(), (unsigned long)back.size(), backLen))
-    return false;
-  const bool lzwSame = backLen == mask.size() && std::equal(mask.begin(), mask.end(), back.begin());
-  std::printf("  LZW of the whole mask: %zu -> %lu bytes (%.1f:1), round trip %s\n", mask.size(), lzwLen,
-              (double)mask.size() / (double)lzwLen, lzwSame ? "exact" : "DIFFERS");
-  char* b64 = ACompress::Base64_Encode("Korvel V1.0.1205 build 20120508");
-  if (!b64) return false;
-  std::printf("  Base64 of the version text: %s\n", b64);
-  ACompress::Base64_Free(&b64);
-  return lzwSame;
-}
-
-}  // namespace
-
-TQ_REGISTER_DEMO_STEP("60-codecs", "Run-length, LZW and Base64 codecs on a print mask", DemoCodecs);

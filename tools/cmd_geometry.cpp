@@ -6,7 +6,6 @@
 // Relies on the library's ATransform (transform.h) and ACycle (acycle.h).
 #include "command.h"
 #include "args.h"
-#include "demo.h"
 
 #include <tqbase/tqbase.h>
 
@@ -286,7 +285,6 @@ struct CycleOptions {
   std::string clip;
 };
 
-
 void RunCycle(const CycleOptions& o) {
   CYCLEINFO ci;
   std::string cycleErr;
@@ -402,41 +400,3 @@ void SetupCycle(CLI::App& app) {
 TQ_REGISTER_COMMAND("50-transform", SetupTransform);
 TQ_REGISTER_COMMAND("51-cycle", SetupCycle);
 
-// ---------------------------------------------------------------------------
-// Demo step: a half-drop repeat checked by hand, and a transform chain.
-namespace {
-
-bool DemoRepeat() {
-  ACycle cycle;
-  cycle.SetCycleParams(200, 200, 100);
-  cycle.SetCycleWay(1);
-  cycle.SetCycleOnOff(1);
-  std::printf("repeat: cell 200 x 200, each tile step in x displaces y by 100 (way 1)\n");
-  const POINT pts[] = {{250, 40}, {-30, 310}, {405, -20}};
-  for (POINT p : pts) {
-    POINT f = cycle.CalLocalPoint(p.x, p.y);
-    std::printf("  point (%ld, %ld) folds to (%ld, %ld)\n", (long)p.x, (long)p.y, (long)f.x, (long)f.y);
-  }
-  APTLENGTH run;
-  run.x = 150;
-  run.y = 30;
-  run.length = 300;
-  APTLENGTH pieces[8];
-  int offsets[8];
-  int n = ACycle::GCalCycleLine(run, pieces, offsets, cycle.CycleInfoPtr());
-  std::printf("  run x=150 y=30 length 300 cuts into %d pieces:", n);
-  for (int i = 0; i < n && i < 8; ++i)
-    std::printf(" (%d,%d)+%d@%d", pieces[i].x, pieces[i].y, pieces[i].length, offsets[i]);
-  std::printf("\n");
-  ATransform t;
-  t.Translation(10, 0);
-  t.Rotate(3.14159265358979 / 2);
-  POINT q = {3, 4};
-  t.CalcPoint(q);
-  std::printf("  translate 10 0, rotate 90deg: (3, 4) -> (%ld, %ld)\n", (long)q.x, (long)q.y);
-  return n > 0;
-}
-
-}  // namespace
-
-TQ_REGISTER_DEMO_STEP("45-repeat", "Repeat cycles and transforms (tqbase cycle, tqbase transform)", DemoRepeat);

@@ -13,7 +13,6 @@
 // ellipses, turned rectangles) and ACycle (the repeat).
 #include "command.h"
 #include "args.h"
-#include "demo.h"
 #include "image_io.h"
 
 #include <tqbase/tqbase.h>
@@ -903,23 +902,6 @@ void Setup(CLI::App& app) {
   });
 }
 
-// Demo step: the built-in textile motif on its half-drop repeat, written to
-// region-demo.png in the current directory.
-bool DemoRegion() {
-  Job job;
-  std::string err;
-  std::istringstream in(kSampleText);
-  if (!ParseShapesText(in, "sample", &job, &err)) {
-    std::fprintf(stderr, "tqbase demo: %s\n", err.c_str());
-    return false;
-  }
-  std::printf("sample motif (tools/samples/shapes.txt): %zu shapes\n", job.shapes.size());
-  Options o;
-  o.invert = true;
-  return RunJob(job, o, "region-demo.png") == 0;
-}
-
 }  // namespace
 
 TQ_REGISTER_COMMAND("40-region", Setup);
-TQ_REGISTER_DEMO_STEP("50-region", "Regions on a half-drop repeat (tqbase region --sample)", DemoRegion);

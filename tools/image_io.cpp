@@ -72,6 +72,42 @@ bool WritePng(const std::string& path, const Image& im, std::string& err) {
 #endif
 }
 
+bool WritePngBits(const std::string& path, uint32_t width, uint32_t height, const unsigned char* rows,
+                  size_t stride, std::string& err) {
+#ifdef TQTOOL_HAVE_PNG
+  FILE* f = std::fopen(Partial(path).c_str(), "wb");
+  if (!f) {
+    err = "cannot open " + path + ": " + std::strerror(errno);
+    return false;
+  }
+  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  png_infop info = png ? png_create_info_struct(png) : nullptr;
+  bool ok = png && info;
+  if (ok && setjmp(png_jmpbuf(png))) ok = false;  // libpng reports its errors here
+  else if (ok) {
+    png_init_io(png, f);
+    png_set_compression_level(png, 1);
+    png_set_IHDR(png, info, width, height, 1, PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
+                 PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(png, info);
+    png_set_invert_mono(png);
+    for (uint32_t y = 0; y < height; ++y) png_write_row(png, const_cast<unsigned char*>(rows + (size_t)y * stride));
+    png_write_end(png, nullptr);
+  }
+  png_destroy_write_struct(png ? &png : nullptr, info ? &info : nullptr);
+  ok = (std::fclose(f) == 0) && ok;
+  if (!ok) err = "cannot write PNG " + path;
+  return Commit(path, ok, err);
+#else
+  (void)width;
+  (void)height;
+  (void)rows;
+  (void)stride;
+  err = "built without libpng: cannot write " + path;
+  return false;
+#endif
+}
+
 bool WritePgm(const std::string& path, const Image& im, std::string& err) {
   char header[64];
   const int n = std::snprintf(header, sizeof header, "P5\n%u %u\n255\n", (unsigned)im.width, (unsigned)im.height);

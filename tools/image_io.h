@@ -23,6 +23,11 @@ struct Image {
 bool HavePng();
 // PNG, grey or RGB; levels below 8 bits are spread over 0..255.
 bool WritePng(const std::string& path, const Image& im, std::string& err);
+// A bilevel picture from packed rows (1 bit per pixel, most significant
+// first, `stride` bytes a row): set bits drawn black on white. Written with
+// fast compression, for pictures of print size.
+bool WritePngBits(const std::string& path, uint32_t width, uint32_t height, const unsigned char* rows,
+                  size_t stride, std::string& err);
 // Binary PGM of an 8-bit grey image.
 bool WritePgm(const std::string& path, const Image& im, std::string& err);
 // Any bytes, such as an SVG document.
