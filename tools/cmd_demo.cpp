@@ -386,6 +386,9 @@ void SetupDemo(CLI::App& app) {
       ->check(CLI::Range(1, 2));
   cmd->add_option("--bleed", o->bleed, "bleed in pixels")->capture_default_str()->check(CLI::Range(0, 1000));
   cmd->add_option("--mode", o->mode, "ink mode of the separation")->capture_default_str();
+  cmd->add_option("--preview", o->preview, "reduction of the repeat picture (8: an eighth of the print size)")
+      ->capture_default_str()
+      ->check(CLI::Range(1, 64));
   cmd->callback([o] {
     const int before = AGV::GetGlobalAllocCount();
     int rc = RunDemo(*o);
