@@ -111,6 +111,7 @@ void PrintVersion() {
 
 void SetupVersion(CLI::App& app) {
   CLI::App* cmd = app.add_subcommand("version", "Show the library's version");
+  tqtool::Examples(cmd, {"tqbase version"});
   cmd->callback([] { PrintVersion(); });
 }
 
@@ -126,6 +127,7 @@ void PrintPaths(bool all) {
 void SetupPaths(CLI::App& app) {
   auto create = std::make_shared<bool>(false);
   CLI::App* cmd = app.add_subcommand("paths", "List the data directories under the library's folder");
+  tqtool::Examples(cmd, {"tqbase paths", "tqbase paths --create"});
   cmd->add_flag("--create", *create, "create the directories that are missing");
   cmd->callback([create] {
     PrintPaths(true);
@@ -150,15 +152,18 @@ struct PrefsOptions {
 void SetupPrefs(CLI::App& app) {
   auto opts = std::make_shared<PrefsOptions>();
   CLI::App* cmd = app.add_subcommand("prefs", "Show, save, load or set the preference flags");
+  tqtool::Examples(cmd, {"tqbase prefs show", "tqbase prefs set nLRSpace 40"});
   cmd->require_subcommand(1);
 
   CLI::App* show = cmd->add_subcommand("show", "Show the preferences (defaults, then the profile store)");
+  tqtool::Examples(show, {"tqbase prefs show"});
   show->callback([] {
     std::printf("; profile store: %s\n", AProfile::GetAppProfilePath().GetString());
     PrintPrefs(g_Flags);
   });
 
   CLI::App* save = cmd->add_subcommand("save", "Save the preferences to an INI file (section GlobalFlags)");
+  tqtool::Examples(save, {"tqbase prefs save flags.ini"});
   save->add_option("FILE", opts->file, "INI file to write")->required();
   save->callback([opts] {
     if (!g_Flags.SaveToProfile(opts->file.c_str())) {
@@ -169,6 +174,7 @@ void SetupPrefs(CLI::App& app) {
   });
 
   CLI::App* load = cmd->add_subcommand("load", "Load the preferences from an INI file and show them");
+  tqtool::Examples(load, {"tqbase prefs load flags.ini"});
   load->add_option("FILE", opts->file, "INI file to read")->required();
   load->callback([opts] {
     if (!g_Flags.LoadFromProfile(opts->file.c_str())) {
@@ -179,6 +185,7 @@ void SetupPrefs(CLI::App& app) {
   });
 
   CLI::App* set = cmd->add_subcommand("set", "Set one preference and save it to the profile store");
+  tqtool::Examples(set, {"tqbase prefs set nLRSpace 40"});
   set->add_option("KEY", opts->key, "the key, as `prefs show` lists it")->required();
   set->add_option("VALUE", opts->value, "the new value")->required();
   set->callback([opts] {

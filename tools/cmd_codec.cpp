@@ -4,7 +4,7 @@
 //   tqbase rle encode IN --depth all [--width W]     compression ratio per depth
 //   tqbase rle decode IN OUT                         streams -> image (PNG or raw)
 //   tqbase rle locate IN --line Y --pixel X          the record holding a pixel
-//   tqbase lzw compress|decompress IN OUT
+//   tqbase lzw encode|decode IN OUT                (compress|decompress too)
 //   tqbase base64 encode|decode [TEXT]               (stdin without TEXT)
 //
 // Images are PNG files (when the tool is built with libpng) or raw files of
@@ -319,20 +319,24 @@ int RleLocate(const RleOptions& o) {
 
 void SetupRle(CLI::App& app) {
   auto* rle = app.add_subcommand("rle", "run-length coding of image lines");
+  tqtool::Examples(rle, {"tqbase rle encode mask.png mask.tqrl --depth 1", "tqbase rle decode mask.tqrl back.png"});
   rle->require_subcommand(1);
   auto opts = std::make_shared<RleOptions>();
   auto* enc = rle->add_subcommand("encode", "encode an image (PNG or raw) as one stream per line");
+  tqtool::Examples(enc, {"tqbase rle encode mask.png mask.tqrl --depth 8", "tqbase rle encode mask.png --depth all"});
   enc->add_option("input", opts->in, "image file (.png, or raw with --width)")->required();
   enc->add_option("output", opts->out, "run-length file to write");
   enc->add_option("--depth,-d", opts->depth, "1, 2, 4, 8, 24, or all to compare the ratios")->capture_default_str();
   enc->add_option("--width,-w", opts->width, "pixels per line of a raw image");
   enc->callback([opts] { RleEncode(*opts); });
   auto* dec = rle->add_subcommand("decode", "decode a run-length file to an image (PNG or raw)");
+  tqtool::Examples(dec, {"tqbase rle decode tqbase-demo/mask-rle8.tqrl mask.png"});
   dec->add_option("input", opts->in, "run-length file")->required();
   dec->add_option("output", opts->out, "image file to write (.png or raw)")->required();
   dec->add_option("--depth,-d", opts->checkDepth, "expected depth (checked against the file)");
   dec->callback([opts] { RleDecode(*opts); });
   auto* loc = rle->add_subcommand("locate", "show the record that holds a pixel");
+  tqtool::Examples(loc, {"tqbase rle locate tqbase-demo/mask-rle8.tqrl --line 100 --pixel 2000"});
   loc->add_option("input", opts->in, "run-length file")->required();
   loc->add_option("--line,-y", opts->line, "line number")->required();
   loc->add_option("--pixel,-x", opts->pixel, "pixel in the line")->required();
@@ -380,13 +384,18 @@ int LzwDecompress(const IoOptions& o) {
 
 void SetupLzw(CLI::App& app) {
   auto* lzw = app.add_subcommand("lzw", "LZW compression of a file");
+  tqtool::Examples(lzw, {"tqbase lzw encode tqbase-demo/mask-1bit.raw mask.tqlz", "tqbase lzw decode mask.tqlz mask.raw"});
   lzw->require_subcommand(1);
   auto opts = std::make_shared<IoOptions>();
-  auto* c = lzw->add_subcommand("compress", "compress a file");
+  auto* c = lzw->add_subcommand("encode", "compress a file");
+  c->alias("compress");
+  tqtool::Examples(c, {"tqbase lzw encode tqbase-demo/mask-1bit.raw mask.tqlz"});
   c->add_option("input", opts->in)->required();
   c->add_option("output", opts->out)->required();
   c->callback([opts] { LzwCompress(*opts); });
-  auto* d = lzw->add_subcommand("decompress", "decompress a file written by lzw compress");
+  auto* d = lzw->add_subcommand("decode", "decompress a file written by lzw encode");
+  d->alias("decompress");
+  tqtool::Examples(d, {"tqbase lzw decode mask.tqlz mask.raw"});
   d->add_option("input", opts->in)->required();
   d->add_option("output", opts->out)->required();
   d->callback([opts] { LzwDecompress(*opts); });
@@ -410,12 +419,15 @@ int Base64(bool encode, const std::string& text, bool haveText) {
 
 void SetupBase64(CLI::App& app) {
   auto* b64 = app.add_subcommand("base64", "the library's Base64 text form (no '=' padding)");
+  tqtool::Examples(b64, {"tqbase base64 encode \"textile\"", "echo dGV4dGlsZQ | tqbase base64 decode"});
   b64->require_subcommand(1);
   auto text = std::make_shared<std::string>();
   auto* e = b64->add_subcommand("encode", "encode TEXT (or stdin)");
+  tqtool::Examples(e, {"tqbase base64 encode \"textile\""});
   e->add_option("text", *text);
   e->callback([text, e] { Base64(true, *text, e->count("text") > 0); });
   auto* d = b64->add_subcommand("decode", "decode TEXT (or stdin)");
+  tqtool::Examples(d, {"tqbase base64 decode dGV4dGlsZQ"});
   d->add_option("text", *text);
   d->callback([text, d] { Base64(false, *text, d->count("text") > 0); });
 }

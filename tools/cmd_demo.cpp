@@ -372,11 +372,9 @@ void SetupDemo(CLI::App& app) {
   auto o = std::make_shared<DemoOptions>();
   CLI::App* cmd = app.add_subcommand("demo", "Run the typical request of a textile RIP on the built-in motif, at "
                                              "print scale, and write its pictures and coded lines");
-  cmd->footer(
-      "Example:\n"
-      "  tqbase demo                                   64 x 64 cm tile at 300 dpi, half-drop, into tqbase-demo/\n"
-      "  tqbase demo --size 20cm --res 150dpi --out small\n"
-      "  tqbase demo --cycle 4000x3000+1000 --way 2");
+  tqtool::Examples(cmd, {"tqbase demo                      (64 x 64 cm at 300 dpi, half-drop, into tqbase-demo/)",
+                         "tqbase demo --size 20cm --res 150dpi --out small",
+                         "tqbase demo --cycle 4000x3000+1000 --way 2"});
   cmd->add_option("--out", o->out, "output folder")->capture_default_str();
   cmd->add_option("--size", o->size, "side of the square tile, such as 64cm")->capture_default_str();
   cmd->add_option("--res", o->res, "resolution, such as 300dpi")->capture_default_str();

@@ -257,13 +257,13 @@ void RunTransform(const TransformOptions& o) {
 void SetupTransform(CLI::App& app) {
   auto opts = std::make_shared<TransformOptions>();
   CLI::App* cmd = app.add_subcommand(
-      "transform",
-      "Apply a chain of affine operations to points, e.g.\n"
-      "  tqbase transform translate 10 0 scale 2 2 rotate 90deg 3,4\n"
+      "transform", "Apply a chain of affine operations to points");
+  cmd->footer(
       "Operations act in the order given (the last acts last): translate DX DY, scale SX SY,\n"
       "rotate ANGLE, shear SHX SHY, reflect ANGLE; all but translate accept 'about CX CY'.\n"
       "Angles are degrees (90, 90deg) or radians (1.57rad). Tokens X,Y are points; without\n"
       "points, lines \"x y\" are read from stdin. Prints the matrix, its inverse and each point.");
+  tqtool::Examples(cmd, {"tqbase transform translate 10 0 scale 2 2 rotate 90deg 3,4", "tqbase transform rotate 30 about 50 50 --inverse 10,10"});
   cmd->add_option("chain", opts->tokens, "operations and X,Y points")->allow_extra_args();
   cmd->add_option("-p,--point", opts->points, "a point X,Y (repeatable)");
   cmd->add_option("--precision", opts->precision, "rounding for the pixel column: 0.5 nearest, 0 truncate")
@@ -379,12 +379,12 @@ void RunCycle(const CycleOptions& o) {
 void SetupCycle(CLI::App& app) {
   auto opts = std::make_shared<CycleOptions>();
   CLI::App* cmd = app.add_subcommand(
-      "cycle",
-      "Fold points into a repeat tile and cut runs or rectangles into per-tile pieces, e.g.\n"
-      "  tqbase cycle --cycle 100x50+25 --way 1 -1,10 250,10 --run 1,0,100 --rect -10,-10,10,10\n"
+      "cycle", "Fold points into a repeat tile and cut runs or rectangles into per-tile pieces");
+  cmd->footer(
       "Way 1: tiles follow along x, each tile step displaces y by PARAM; way 2: along y, displacing x.\n"
       "With --clip the copies that meet the clip rectangle are listed, relative to its corner.\n"
       "Without points, runs or rectangles, lines \"x y\" are read from stdin as points.");
+  tqtool::Examples(cmd, {"tqbase cycle --cycle 100x50+25 --way 1 -1,10 250,10", "tqbase cycle --cycle 200x200+100 --run 150,10,300 --clip 0,0,250,120"});
   cmd->add_option("--cycle", opts->cycle, "the tile WIDTHxHEIGHT[+PARAM], e.g. 100x50+25")->required();
   cmd->add_option("--way", opts->way, "1 or 2")->capture_default_str();
   cmd->add_flag("--off", opts->off, "the repeat off: only the tile itself");

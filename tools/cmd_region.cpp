@@ -765,6 +765,7 @@ void Setup(CLI::App& app) {
   cmd->footer(std::string("Shapes are combined in the order given; --op sets the operator for the "
                           "shapes after it (default or).\nAngles are in degrees.\n\n") +
               kFileHelp);
+  tqtool::Examples(cmd, {"tqbase region --sample --svg motif.svg", "tqbase region --poly \"0,0 100,0 50,80\" --op xor --rect 10,10,200,120 --png out.png", "tqbase region --sample --grow 4 --split --png pieces.png"});
   // One value per occurrence, so that the order of occurrences is the order
   // of the shapes (parse_order below); a polygon's points are one quoted word.
   auto shapeOption = [cmd](const char* name, std::vector<std::string>& into, const char* help) {

@@ -3,14 +3,16 @@
 // Each tools/cmd_*.cpp defines one or more subcommands and registers them
 // with a static TQ_REGISTER_COMMAND; main() builds the CLI11 app from the
 // registry in registration-name order. A subcommand's setup function adds
-// its options and sets its callback; the callback returns the exit code
-// through ToolExit (0 success, 1 failure with a message on stderr).
+// its options, examples and callback; the callback returns the exit code
+// through ToolExit (0 success, 1 failure with a message on stderr naming
+// the command, 2 wrong usage, as for a command line that does not parse).
 #ifndef TQBASE_TOOLS_COMMAND_H
 #define TQBASE_TOOLS_COMMAND_H
 
 #include <CLI/CLI.hpp>
 
 #include <functional>
+#include <initializer_list>
 #include <string>
 
 namespace tqtool {
@@ -25,7 +27,12 @@ struct CommandRegistrar {
 // is recorded.
 std::string LastErrorText(const char* fallback = "unknown error");
 
-// Sets the process exit code that main() returns after the callbacks ran.
+// Ends cmd's --help with its examples: "Examples:" and one command line
+// each (every subcommand has some).
+void Examples(CLI::App* cmd, std::initializer_list<const char*> lines);
+
+// Sets the process exit code that main() returns after the callbacks ran:
+// 0 success, 1 failure (the message on stderr), 2 wrong usage.
 void ToolExit(int code);
 int ExitCode();
 

@@ -32,6 +32,14 @@ std::string LastErrorText(const char* fallback) {
 }
 int ExitCode() { return g_exitCode; }
 
+void Examples(CLI::App* cmd, std::initializer_list<const char*> lines) {
+  std::string text = cmd->get_footer();
+  if (!text.empty()) text += "\n\n";
+  text += "Examples:";
+  for (const char* l : lines) text += std::string("\n  ") + l;
+  cmd->footer(text);
+}
+
 }  // namespace tqtool
 
 namespace {
@@ -49,6 +57,12 @@ int main(int argc, char** argv) {
   std::stable_sort(reg.begin(), reg.end(),
                    [](const auto& a, const auto& b) { return a.first < b.first; });
   for (auto& entry : reg) entry.second(app);
-  CLI11_PARSE(app, argc, argv);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& e) {
+    // --help and --version end parsing with success; anything else is a
+    // command line that does not parse: usage, exit status 2.
+    return app.exit(e) == 0 ? 0 : 2;
+  }
   return tqtool::ExitCode();
 }
