@@ -62,6 +62,15 @@ TQBASE_API int ResumeDataBitPlain(const unsigned char* src, unsigned long srcLen
 int Fail(const char* format, ...) TQ_PRINTF_FORMAT(1, 2)
     ;
 
+// The check every coder starts with: both buffers given and both sizes
+// non-zero. Otherwise the debug assertion, "<op>: null buffer or zero
+// length" in g_Error, and 0.
+inline int CheckArgs(const char* op, const void* in, unsigned long inSize, const void* out, unsigned long outSize) {
+  if (in && inSize && out && outSize) return 1;
+  ASSERT(in && inSize && out && outSize);
+  return Fail("%s: null buffer or zero length", op);
+}
+
 // Run bytes of the 1- and 2-bit formats.
 struct RunFormat {
   unsigned keyShift;    // top bits that name a run and its value: 6 or 5

@@ -452,10 +452,7 @@ int DecodeLzw(Codes& in, unsigned char* dst, ulong dstCap, ulong& dstLen, LzwEnt
 int ACompress::Pack_LZW(const unsigned char* src, ulong srcLen, unsigned short* codes,
                         ulong codeCap, ulong& codeCount) {
   codeCount = 0;
-  if (!src || !srcLen || !codes || !codeCap) {
-    ASSERT(src && srcLen && codes && codeCap);
-    return Fail("ACompress::Pack_LZW: null buffer or zero length");
-  }
+  if (!CheckArgs("ACompress::Pack_LZW", src, srcLen, codes, codeCap)) return 0;
   WorkBuffer work(kEncoderBytes);
   if (!work.get()) return Fail("ACompress::Pack_LZW: out of memory");
   CodeSink out{codes, codeCap, 0};
@@ -467,10 +464,7 @@ int ACompress::Pack_LZW(const unsigned char* src, ulong srcLen, unsigned short* 
 int ACompress::UnPack_LZW(const unsigned short* codes, ulong codeCount, unsigned char* dst,
                           ulong dstCap, ulong& dstLen) {
   dstLen = 0;
-  if (!codes || !codeCount || !dst || !dstCap) {
-    ASSERT(codes && codeCount && dst && dstCap);
-    return Fail("ACompress::UnPack_LZW: null buffer or zero length");
-  }
+  if (!CheckArgs("ACompress::UnPack_LZW", codes, codeCount, dst, dstCap)) return 0;
   WorkBuffer work(kDictBytes);
   if (!work.get()) return Fail("ACompress::UnPack_LZW: out of memory");
   ArrayCodes in(codes, codeCount);
@@ -483,10 +477,7 @@ int ACompress::UnPack_LZW(const unsigned short* codes, ulong codeCount, unsigned
 int ACompress::TransformDataBits(const unsigned short* codes, ulong codeCount, unsigned char* dst,
                                  ulong dstCap, ulong& dstLen) {
   dstLen = 0;
-  if (!codes || !codeCount || !dst || !dstCap) {
-    ASSERT(codes && codeCount && dst && dstCap);
-    return Fail("ACompress::TransformDataBits: null buffer or zero length");
-  }
+  if (!CheckArgs("ACompress::TransformDataBits", codes, codeCount, dst, dstCap)) return 0;
   BitWriter out(dst, dstCap);
   uint64_t number = 0, widen = WidenAt(9);
   unsigned width = 9;
@@ -511,10 +502,7 @@ full:
 int ACompress::ResumeDataBit(const unsigned char* src, ulong srcLen, unsigned short* codes,
                              ulong& codeCount) {
   codeCount = 0;
-  if (!src || !srcLen || !codes) {
-    ASSERT(src && srcLen && codes);
-    return Fail("ACompress::ResumeDataBit: null buffer or zero length");
-  }
+  if (!CheckArgs("ACompress::ResumeDataBit", src, srcLen, codes, 1ul)) return 0;
   ulong n = 0, number = 0;
   uint64_t bitPos = 0;
   // Away from the end a code is cut from one big-endian 32-bit word. The
@@ -566,10 +554,7 @@ int ACompress::ResumeDataBit(const unsigned char* src, ulong srcLen, unsigned sh
 int ACompress::Comp_LZW(const unsigned char* src, ulong srcLen, unsigned char* dst, ulong dstCap,
                         ulong& dstLen) {
   dstLen = 0;
-  if (!src || !srcLen || !dst || !dstCap) {
-    ASSERT(src && srcLen && dst && dstCap);
-    return Fail("ACompress::Comp_LZW: null buffer or zero length");
-  }
+  if (!CheckArgs("ACompress::Comp_LZW", src, srcLen, dst, dstCap)) return 0;
   ulong codeCap, codeBytes, total;
   if (!tqbase::CheckedMul(srcLen, 3ul, &codeCap) ||
       !tqbase::CheckedMul(codeCap / 2, (ulong)sizeof(unsigned short), &codeBytes) ||
@@ -601,10 +586,7 @@ int ACompress::Comp_LZW(const unsigned char* src, ulong srcLen, unsigned char* d
 int ACompress::UnComp_LZW(const unsigned char* src, ulong srcLen, unsigned char* dst,
                           ulong dstCap, ulong& dstLen) {
   dstLen = 0;
-  if (!src || !srcLen || !dst || !dstCap) {
-    ASSERT(src && srcLen && dst && dstCap);
-    return Fail("ACompress::UnComp_LZW: null buffer or zero length");
-  }
+  if (!CheckArgs("ACompress::UnComp_LZW", src, srcLen, dst, dstCap)) return 0;
   // A stream of one byte holds no code; from two bytes on it holds one.
   if (srcLen < 2) return Fail("ACompress::UnComp_LZW: stream of %lu bytes holds no codes", srcLen);
   WorkBuffer work(kDictBytes);

@@ -346,10 +346,7 @@ full:
 int ACompress::Comp_RLE(const unsigned char* src, ulong srcLen, unsigned char* dst, ulong dstCap,
                         ulong& dstLen) {
   dstLen = 0;
-  if (!src || !dst || !srcLen || !dstCap) {
-    ASSERT(src && dst && srcLen && dstCap);
-    return Fail("ACompress::Comp_RLE: null buffer or zero length");
-  }
+  if (!CheckArgs("ACompress::Comp_RLE", src, srcLen, dst, dstCap)) return 0;
   // Whole runs at a time; a run of 255k+r bytes behaves as k repeat records
   // of 255 followed by a run of r, exactly as the byte-wise rules give.
   RleWriter out{dst, dstCap};
@@ -382,10 +379,7 @@ full:
 int ACompress::UnComp_RLE(const unsigned char* src, ulong srcLen, unsigned char* dst, ulong dstCap,
                           ulong& dstLen) {
   dstLen = 0;
-  if (!src || !dst || !srcLen || !dstCap) {
-    ASSERT(src && dst && srcLen && dstCap);
-    return Fail("ACompress::UnComp_RLE: null buffer or zero length");
-  }
+  if (!CheckArgs("ACompress::UnComp_RLE", src, srcLen, dst, dstCap)) return 0;
   ulong r = 0, w = 0;
   while (r < srcLen) {
     if (r + 1 >= srcLen) return Fail("ACompress::UnComp_RLE: record cut short at byte %lu", r);
@@ -446,10 +440,7 @@ int tqbase::codec::Pack1Plain(const unsigned char* src, ulong srcLen, unsigned c
 int ACompress::Pack1(const unsigned char* src, ulong srcLen, unsigned char* dst, ulong dstCap,
                      ulong& dstLen) {
   dstLen = 0;
-  if (!src || !dst || !srcLen || !dstCap) {
-    ASSERT(src && dst && srcLen && dstCap);
-    return Fail("ACompress::Pack1: null buffer or zero length");
-  }
+  if (!CheckArgs("ACompress::Pack1", src, srcLen, dst, dstCap)) return 0;
   static const bool kLittle = LittleEndianHost();
   // Every byte but the tail must land below dstCap-1.
   const ulong limit = dstCap - 1;
@@ -513,10 +504,7 @@ int tqbase::codec::UnPack1Plain(const unsigned char* src, ulong srcLen, ulong pi
 }
 
 int ACompress::UnPack1(const unsigned char* src, ulong srcLen, ulong pixels, unsigned char* dst) {
-  if (!src || !dst || !srcLen || !pixels) {
-    ASSERT(src && dst && srcLen && pixels);
-    return Fail("ACompress::UnPack1: null buffer or zero length");
-  }
+  if (!CheckArgs("ACompress::UnPack1", src, srcLen, dst, pixels)) return 0;
   const ulong end = srcLen - 1;  // the tail byte is not read
   ulong r = 0, w = 0;
   while (r < end && w < pixels) {
@@ -550,10 +538,7 @@ int ACompress::UnPack1(const unsigned char* src, ulong srcLen, ulong pixels, uns
 int ACompress::Pack2(const unsigned char* src, ulong srcLen, unsigned char* dst, ulong dstCap,
                      ulong& dstLen) {
   dstLen = 0;
-  if (!src || !dst || !srcLen || !dstCap) {
-    ASSERT(src && dst && srcLen && dstCap);
-    return Fail("ACompress::Pack2: null buffer or zero length");
-  }
+  if (!CheckArgs("ACompress::Pack2", src, srcLen, dst, dstCap)) return 0;
   // The stream must stay below dstCap-1 bytes: a write that brings the
   // length to dstCap-1 fails.
   const ulong limit = dstCap - 1;
@@ -595,10 +580,7 @@ full:
 }
 
 int ACompress::UnPack2(const unsigned char* src, ulong srcLen, ulong pixels, unsigned char* dst) {
-  if (!src || !dst || !srcLen || !pixels) {
-    ASSERT(src && dst && srcLen && pixels);
-    return Fail("ACompress::UnPack2: null buffer or zero length");
-  }
+  if (!CheckArgs("ACompress::UnPack2", src, srcLen, dst, pixels)) return 0;
   const ulong end = srcLen - 1;
   ulong r = 0, w = 0;
   while (r < end && w < pixels) {
@@ -848,10 +830,7 @@ __attribute__((target("avx2"))) bool UnRle24Avx2(const unsigned char* src, ulong
 int ACompress::Comp_RLE4(const unsigned char* src, ulong srcLen, unsigned char* dst, ulong dstCap,
                          ulong& dstLen) {
   dstLen = 0;
-  if (!src || !dst || !srcLen || !dstCap) {
-    ASSERT(src && dst && srcLen && dstCap);
-    return Fail("ACompress::Comp_RLE4: null buffer or zero length");
-  }
+  if (!CheckArgs("ACompress::Comp_RLE4", src, srcLen, dst, dstCap)) return 0;
   // w is the offset of the pair being filled; it moves by 3 when a pair is
   // complete and by 2 at the end for a lone run A. The capacity checks are
   // made against w and differ by position, as the format always had them:
@@ -893,10 +872,7 @@ full:
 int ACompress::UnComp_RLE4(const unsigned char* src, ulong srcLen, unsigned char* dst,
                            ulong dstCap, ulong& dstLen) {
   dstLen = 0;
-  if (!src || !dst || !srcLen || !dstCap) {
-    ASSERT(src && dst && srcLen && dstCap);
-    return Fail("ACompress::UnComp_RLE4: null buffer or zero length");
-  }
+  if (!CheckArgs("ACompress::UnComp_RLE4", src, srcLen, dst, dstCap)) return 0;
   if (srcLen % 3 == 1) return Fail("ACompress::UnComp_RLE4: invalid stream length %lu", srcLen);
   ulong w = 0, k = 0;
 #ifdef TQBASE_CODEC_AVX2
@@ -950,10 +926,7 @@ int tqbase::codec::Comp_RLE8Plain(const unsigned char* src, ulong srcLen, unsign
 int ACompress::Comp_RLE8(const unsigned char* src, ulong srcLen, unsigned char* dst, ulong dstCap,
                          ulong& dstLen) {
   dstLen = 0;
-  if (!src || !dst || !srcLen || !dstCap) {
-    ASSERT(src && dst && srcLen && dstCap);
-    return Fail("ACompress::Comp_RLE8: null buffer or zero length");
-  }
+  if (!CheckArgs("ACompress::Comp_RLE8", src, srcLen, dst, dstCap)) return 0;
   if (srcLen < 2) return Fail("ACompress::Comp_RLE8: a line needs at least 2 bytes");
   ulong w = 0;
   for (ulong i = 0; i < srcLen;) {
@@ -1010,10 +983,7 @@ int tqbase::codec::UnComp_RLE8Plain(const unsigned char* src, ulong srcLen, unsi
 int ACompress::UnComp_RLE8(const unsigned char* src, ulong srcLen, unsigned char* dst,
                            ulong dstCap, ulong& dstLen) {
   dstLen = 0;
-  if (!src || !dst || !srcLen || !dstCap) {
-    ASSERT(src && dst && srcLen && dstCap);
-    return Fail("ACompress::UnComp_RLE8: null buffer or zero length");
-  }
+  if (!CheckArgs("ACompress::UnComp_RLE8", src, srcLen, dst, dstCap)) return 0;
   if (srcLen & 1) return Fail("ACompress::UnComp_RLE8: odd stream length %lu", srcLen);
   ulong w = 0, r = 0;
 #ifdef TQBASE_CODEC_AVX2
@@ -1044,10 +1014,7 @@ int ACompress::UnComp_RLE8(const unsigned char* src, ulong srcLen, unsigned char
 int ACompress::Comp_RLE24(const unsigned char* src, ulong srcLen, unsigned char* dst,
                           ulong dstCap, ulong& dstLen) {
   dstLen = 0;
-  if (!src || !dst || !srcLen || !dstCap) {
-    ASSERT(src && dst && srcLen && dstCap);
-    return Fail("ACompress::Comp_RLE24: null buffer or zero length");
-  }
+  if (!CheckArgs("ACompress::Comp_RLE24", src, srcLen, dst, dstCap)) return 0;
   if (srcLen % 3) return Fail("ACompress::Comp_RLE24: length %lu is not a multiple of 3", srcLen);
   const ulong pixels = srcLen / 3;
   ulong w = 0;
@@ -1076,10 +1043,7 @@ int ACompress::Comp_RLE24(const unsigned char* src, ulong srcLen, unsigned char*
 int ACompress::UnComp_RLE24(const unsigned char* src, ulong srcLen, unsigned char* dst,
                             ulong dstCap, ulong& dstLen) {
   dstLen = 0;
-  if (!src || !dst || !srcLen || !dstCap) {
-    ASSERT(src && dst && srcLen && dstCap);
-    return Fail("ACompress::UnComp_RLE24: null buffer or zero length");
-  }
+  if (!CheckArgs("ACompress::UnComp_RLE24", src, srcLen, dst, dstCap)) return 0;
   if (srcLen % 4) return Fail("ACompress::UnComp_RLE24: length %lu is not a multiple of 4", srcLen);
   ulong w = 0, r = 0;
 #ifdef TQBASE_CODEC_AVX2
