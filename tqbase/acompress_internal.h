@@ -1,7 +1,8 @@
 // acompress_internal.h - pieces of the codecs shared between their source
 // files, and the plain reference implementations that the fast paths are
-// checked against (exported for the test suites and fuzz targets only; not
-// part of the public interface).
+// checked against. None of this is exported from the shipped library: the
+// test suites, benchmarks and fuzz targets link the library's objects
+// (tqbase_internal) to reach it.
 #ifndef TQBASE_ACOMPRESS_INTERNAL_H
 #define TQBASE_ACOMPRESS_INTERNAL_H
 
@@ -21,40 +22,40 @@ namespace tqbase {
 namespace codec {
 
 // Reference forms: byte at a time, straight from the format descriptions.
-TQBASE_API int ExpandBit1Table(const unsigned char* src, unsigned long start,
+int ExpandBit1Table(const unsigned char* src, unsigned long start,
                                unsigned long count, unsigned char* dst);
-TQBASE_API int ShrinkBit1Plain(const unsigned char* src, unsigned long start,
+int ShrinkBit1Plain(const unsigned char* src, unsigned long start,
                                unsigned long count, unsigned char* dst);
-TQBASE_API int UnComp_RLE8Plain(const unsigned char* src, unsigned long srcLen,
+int UnComp_RLE8Plain(const unsigned char* src, unsigned long srcLen,
                                 unsigned char* dst, unsigned long dstCap,
                                 unsigned long& dstLen);
 // Caps the vector width (bytes) of the run-length decoders' fast paths:
 // 32 (AVX2), 16 (SSE2) or 0 (byte-wise); never above what the CPU has, which
 // is the default. Returns the previous width. For the test suites, which
 // run every path on the same streams.
-TQBASE_API int SetRleDecodeWidth(int bytes);
-TQBASE_API int Comp_RLE8Plain(const unsigned char* src, unsigned long srcLen,
+int SetRleDecodeWidth(int bytes);
+int Comp_RLE8Plain(const unsigned char* src, unsigned long srcLen,
                               unsigned char* dst, unsigned long dstCap, unsigned long& dstLen);
-TQBASE_API int Comp_RLEPlain(const unsigned char* src, unsigned long srcLen,
+int Comp_RLEPlain(const unsigned char* src, unsigned long srcLen,
                              unsigned char* dst, unsigned long dstCap, unsigned long& dstLen);
-TQBASE_API int Pack1Plain(const unsigned char* src, unsigned long srcLen, unsigned char* dst,
+int Pack1Plain(const unsigned char* src, unsigned long srcLen, unsigned char* dst,
                           unsigned long dstCap, unsigned long& dstLen);
-TQBASE_API int UnPack1Plain(const unsigned char* src, unsigned long srcLen,
+int UnPack1Plain(const unsigned char* src, unsigned long srcLen,
                             unsigned long pixels, unsigned char* dst);
 // The encoder with its node store and sibling lists (IsStrInList), as the
 // format was first built; the production encoder uses a hash.
-TQBASE_API int Pack_LZWNodes(const unsigned char* src, unsigned long srcLen,
+int Pack_LZWNodes(const unsigned char* src, unsigned long srcLen,
                              unsigned short* codes, unsigned long codeCap,
                              unsigned long& codeCount);
 // UnPack_LZW with a store that spells out every string, and the bit stream
 // one bit at a time: same results, output lengths and failures as the fast
 // forms (not the same failure texts; these record none).
-TQBASE_API int UnPack_LZWPlain(const unsigned short* codes, unsigned long codeCount,
+int UnPack_LZWPlain(const unsigned short* codes, unsigned long codeCount,
                                unsigned char* dst, unsigned long dstCap, unsigned long& dstLen);
-TQBASE_API int TransformDataBitsPlain(const unsigned short* codes, unsigned long codeCount,
+int TransformDataBitsPlain(const unsigned short* codes, unsigned long codeCount,
                                       unsigned char* dst, unsigned long dstCap,
                                       unsigned long& dstLen);
-TQBASE_API int ResumeDataBitPlain(const unsigned char* src, unsigned long srcLen,
+int ResumeDataBitPlain(const unsigned char* src, unsigned long srcLen,
                                   unsigned short* codes, unsigned long& codeCount);
 
 // Records a failure text and returns 0, so that "fail and return" is one

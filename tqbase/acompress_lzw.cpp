@@ -1,5 +1,4 @@
-// acompress_lzw.cpp - ACompress LZW (bytes <-> 16-bit codes <-> bit stream)
-// and the library's Base64 text form.
+// acompress_lzw.cpp - ACompress LZW (bytes <-> 16-bit codes <-> bit stream).
 //
 // Encoder: the (prefix, byte) pairs live in an open-addressed hash whose
 // 32-bit entries hold pair and code together, so one load answers a probe;
@@ -14,82 +13,21 @@
 // pointer and a length, and short strings move as 8- or 16-byte blocks.
 //
 // The plain forms (node-store encoder, string-store decoder, packing bit by
-// bit) stay at the end of the LZW part for the tests to compare against.
+// bit), which the tests compare against, live in acompress_lzw_plain.cpp.
 //
 // Work buffers come from the memory manager's lendable buffer
 // (g_AGV.LockBuffer, a fresh region when it is busy) and go back on every
 // path.
-#include "acompress_internal.h"
+#include "acompress_lzw.h"
 
 #include "tqbase/memorymanage.h"
 
 #include <cstring>
 
 using namespace tqbase::codec;
+using namespace tqbase::codec::lzw;
 
 namespace {
-
-typedef unsigned long ulong;
-
-const unsigned kClear = 256;
-const unsigned kEnd = 257;
-const unsigned kFirstCode = 258;
-const ulong kCodesPerClear = 3836;  // codes written between clears, counting the clear
-const unsigned kMaxStrings = 4096;  // decoder table entries per clear
-
-#if defined(__GNUC__)
-#define TQ_LIKELY(x) __builtin_expect(!!(x), 1)
-#define TQ_UNLIKELY(x) __builtin_expect(!!(x), 0)
-#else
-#define TQ_LIKELY(x) (x)
-#define TQ_UNLIKELY(x) (x)
-#endif
-
-inline bool LittleEndian() {
-  const uint16_t one = 1;
-  unsigned char low;
-  std::memcpy(&low, &one, 1);
-  return low == 1;
-}
-
-inline uint32_t ToBigEndian(uint32_t v) {
-  if (!LittleEndian()) return v;
-#if defined(__GNUC__)
-  return __builtin_bswap32(v);
-#else
-  return (v >> 24) | ((v >> 8) & 0xFF00u) | ((v << 8) & 0xFF0000u) | (v << 24);
-#endif
-}
-
-inline void StoreBE32(unsigned char* p, uint32_t v) {
-  v = ToBigEndian(v);
-  std::memcpy(p, &v, 4);
-}
-
-// Code width by the code's number since the last clear: 9 bits for 0..254,
-// 10 for 255..766, 11 for 767..1,790, 12 from 1,791 on.
-inline unsigned WidthFor(uint64_t number) {
-  return number < 255 ? 9u : number < 767 ? 10u : number < 1791 ? 11u : 12u;
-}
-// The number at which codes of `width` bits give way to wider ones.
-inline uint64_t WidenAt(unsigned width) {
-  return width == 9 ? 255 : width == 10 ? 767 : width == 11 ? 1791 : ~(uint64_t)0;
-}
-
-// A borrowed work area; released when it goes out of scope.
-class WorkBuffer {
-public:
-  explicit WorkBuffer(ulong size) : m_p(size ? g_AGV.LockBuffer(size, TRUE) : nullptr) {}
-  ~WorkBuffer() {
-    if (m_p) g_AGV.UnlockBuffer(m_p);
-  }
-  WorkBuffer(const WorkBuffer&) = delete;
-  WorkBuffer& operator=(const WorkBuffer&) = delete;
-  unsigned char* get() const { return m_p; }
-
-private:
-  unsigned char* m_p;
-};
 
 // ---- bit stream ----
 
@@ -237,7 +175,6 @@ struct LzwEntry {
   const unsigned char* p;  // earlier output, or kSingles for codes 0..255
   ulong length;
 };
-const ulong kDictEntries = kFirstCode + kMaxStrings;
 const ulong kDictBytes = kDictEntries * sizeof(LzwEntry);
 
 // The 256 single-byte strings, padded so that an 8-byte block read from
@@ -596,9 +533,8 @@ int ACompress::UnComp_LZW(const unsigned char* src, ulong srcLen, unsigned char*
 }
 
 // ---------------------------------------------------------------------------
-// Plain forms, for the tests: the encoder with its node store and sibling
-// lists, a decoder that spells every string out in a store, and the bit
-// stream one bit at a time.
+// The node-store lookup of the interface (the plain encoder in
+// acompress_lzw_plain.cpp builds on it)
 
 int ACompress::IsStrInList(unsigned short prefix, unsigned char ch, const unsigned char* nodes,
                            unsigned short first, unsigned short* code, unsigned short* last) {
@@ -614,300 +550,4 @@ int ACompress::IsStrInList(unsigned short prefix, unsigned char ch, const unsign
     o = (unsigned)nodes[o + 1] | ((unsigned)nodes[o + 2] << 8);
   }
   return 0;
-}
-
-int tqbase::codec::Pack_LZWNodes(const unsigned char* src, ulong srcLen, unsigned short* codes,
-                                 ulong codeCap, ulong& codeCount) {
-  codeCount = 0;
-  if (!src || !srcLen || !codes || !codeCap) return 0;
-  ulong storeSize = 6144;
-  unsigned char* nodes = static_cast<unsigned char*>(AGlobalAllocPtr(GMEM_MOVEABLE, (DWORD)storeSize));
-  unsigned short* head = static_cast<unsigned short*>(AGlobalAllocPtr(GHND, 4096 * sizeof(unsigned short)));
-  int ok = 0;
-  ulong n = 0, sinceClear = 1;
-  unsigned nextOff = 3;
-  unsigned prefix = src[0];
-  if (!nodes || !head) goto done;
-  std::memset(head, 0, 4096 * sizeof(unsigned short));
-  codes[n++] = 256;
-  for (ulong i = 1; i < srcLen; ++i) {
-    const unsigned char c = src[i];
-    unsigned short code = 0, last = 0;
-    const unsigned short first = head[prefix];
-    if (first && ACompress::IsStrInList((unsigned short)prefix, c, nodes, first, &code, &last)) {
-      prefix = code;
-      continue;
-    }
-    if (n >= codeCap) goto done;
-    codes[n++] = (unsigned short)prefix;
-    if (sinceClear < kCodesPerClear) {
-      if (storeSize - nextOff < 3) {
-        // A fresh block and a copy: a failed re-allocation would lose the
-        // store's contents.
-        unsigned char* grown = static_cast<unsigned char*>(
-            AGlobalAllocPtr(GMEM_MOVEABLE, (DWORD)(storeSize * 2)));
-        if (!grown) goto done;
-        std::memcpy(grown, nodes, storeSize);
-        AGlobalFreePtr(nodes);
-        nodes = grown;
-        storeSize *= 2;
-      }
-      nodes[nextOff] = c;
-      nodes[nextOff + 1] = nodes[nextOff + 2] = 0;
-      if (!first) {
-        head[prefix] = (unsigned short)nextOff;
-      } else {
-        nodes[last + 1] = (unsigned char)(nextOff & 0xFF);
-        nodes[last + 2] = (unsigned char)(nextOff >> 8);
-      }
-      nextOff += 3;
-      ++sinceClear;
-    } else {
-      if (n >= codeCap) goto done;
-      codes[n++] = 256;
-      std::memset(head, 0, 4096 * sizeof(unsigned short));
-      nextOff = 3;
-      sinceClear = 1;
-    }
-    prefix = c;
-  }
-  if (n >= codeCap) goto done;
-  codes[n++] = (unsigned short)prefix;
-  if (n + 1 >= codeCap) goto done;
-  codes[n++] = 257;
-  ok = 1;
-done:
-  codeCount = n;
-  if (nodes) AGlobalFreePtr(nodes);
-  if (head) AGlobalFreePtr(head);
-  return ok;
-}
-
-int tqbase::codec::UnPack_LZWPlain(const unsigned short* codes, ulong codeCount,
-                                   unsigned char* dst, ulong dstCap, ulong& dstLen) {
-  dstLen = 0;
-  if (!codes || !codeCount || !dst || !dstCap) return 0;
-  // The store holds the 256 single bytes and then every new string in full;
-  // string k is store[start[k] .. start[k] + length[k]).
-  ulong storeSize = 2 * codeCount > 258 ? 2 * codeCount : 258, used = 256;
-  unsigned char* store = static_cast<unsigned char*>(AGlobalAllocPtr(GMEM_MOVEABLE, (DWORD)storeSize));
-  ulong* start = static_cast<ulong*>(AGlobalAllocPtr(GMEM_MOVEABLE, (DWORD)(2 * kDictEntries * sizeof(ulong))));
-  ulong* length = start ? start + kDictEntries : nullptr;
-  int ok = 0;
-  ulong i = 0, w = 0;
-  unsigned next = kFirstCode, prev = 0;
-  if (!store || !start) goto done;
-  for (unsigned k = 0; k < 256; ++k) {
-    store[k] = (unsigned char)k;
-    start[k] = k;
-    length[k] = 1;
-  }
-  if (codes[0] > 256) goto done;
-  while (i < codeCount && (codes[i] == 256 || codes[i] == 257)) ++i;
-  if (i == codeCount || codes[i] > 255) goto done;
-  // A string goes out only if it leaves 6 spare bytes.
-  if (w + 1 + 6 > dstCap) goto done;
-  dst[w++] = (unsigned char)codes[i];
-  prev = codes[i];
-  for (++i; i < codeCount; ++i) {
-    unsigned c = codes[i];
-    if (c == 257) break;
-    if (c == 256) {
-      while (i < codeCount && codes[i] == 256) ++i;
-      if (i == codeCount || codes[i] == 257) break;
-      c = codes[i];
-      if (c > 257 || w + 1 + 6 > dstCap) goto done;
-      next = kFirstCode;
-      dst[w++] = (unsigned char)c;
-      prev = c;
-      continue;
-    }
-    if (next - kFirstCode >= 4096) goto done;  // one string too many
-    // The new string: the previous one and the current one's first byte,
-    // which for a code not yet defined is the previous one's first byte.
-    const bool defined = c < next;
-    const ulong len = defined ? length[c] : length[prev] + 1;
-    if (w + len + 6 > dstCap) goto done;
-    const unsigned char firstByte = store[start[defined ? c : prev]];
-    if (storeSize - used < length[prev] + 1) {
-      unsigned char* grown = static_cast<unsigned char*>(
-          AGlobalAllocPtr(GMEM_MOVEABLE, (DWORD)(storeSize * 2)));
-      if (!grown) goto done;
-      std::memcpy(grown, store, used);
-      AGlobalFreePtr(store);
-      store = grown;
-      storeSize *= 2;
-    }
-    std::memcpy(store + used, store + start[prev], length[prev]);
-    store[used + length[prev]] = firstByte;
-    start[next] = used;
-    length[next] = length[prev] + 1;
-    used += length[next];
-    const unsigned cur = defined ? c : next;
-    ++next;
-    std::memcpy(dst + w, store + start[cur], length[cur]);
-    w += length[cur];
-    prev = cur;
-  }
-  ok = 1;
-done:
-  dstLen = w;
-  if (store) AGlobalFreePtr(store);
-  if (start) AGlobalFreePtr(start);
-  return ok;
-}
-
-int tqbase::codec::TransformDataBitsPlain(const unsigned short* codes, ulong codeCount,
-                                          unsigned char* dst, ulong dstCap, ulong& dstLen) {
-  dstLen = 0;
-  if (!codes || !codeCount || !dst || !dstCap) return 0;
-  ulong w = 0, number = 0;
-  unsigned byte = 0, filled = 0;
-  for (ulong i = 0; i <= codeCount; ++i) {
-    // After the last code, zero bits up to the byte's end.
-    const unsigned width = i < codeCount ? WidthFor(number) : (filled ? 8 - filled : 0);
-    const unsigned code = i < codeCount ? codes[i] : 0;
-    for (unsigned b = width; b-- > 0;) {
-      byte = (byte << 1) | ((code >> b) & 1);
-      if (++filled == 8) {
-        dst[w++] = (unsigned char)byte;
-        if (w >= dstCap) {
-          dstLen = 1;
-          return 0;
-        }
-        byte = filled = 0;
-      }
-    }
-    if (i < codeCount) number = (code == 256 && width == 12) ? 1 : number + 1;
-  }
-  dstLen = w;
-  return 1;
-}
-
-int tqbase::codec::ResumeDataBitPlain(const unsigned char* src, ulong srcLen,
-                                      unsigned short* codes, ulong& codeCount) {
-  codeCount = 0;
-  if (!src || !srcLen || !codes) return 0;
-  ulong n = 0, number = 0, bit = 0;
-  while (srcLen - bit / 8 >= 2) {
-    const unsigned width = WidthFor(number);
-    unsigned code = 0;
-    for (unsigned b = 0; b < width; ++b, ++bit) {
-      const unsigned byte = bit / 8 < srcLen ? src[bit / 8] : 0;
-      code = (code << 1) | ((byte >> (7 - bit % 8)) & 1);
-    }
-    codes[n++] = (unsigned short)code;
-    if (code == 257) break;
-    number = (code == 256 && width == 12) ? 1 : number + 1;
-  }
-  codeCount = n;
-  return 1;
-}
-
-// ---------------------------------------------------------------------------
-// Base64
-
-namespace {
-
-constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
-struct DecodeTable {
-  signed char v[256];
-  constexpr DecodeTable() : v() {
-    for (int i = 0; i < 256; ++i) v[i] = -1;
-    for (int i = 0; i < 64; ++i) v[(unsigned char)kAlphabet[i]] = (signed char)i;
-  }
-};
-constexpr DecodeTable kDecode;
-
-}  // namespace
-
-char* ACompress::Base64_Encode(const char* text) {
-  if (!text) {
-    ASSERT(text);
-    Fail("ACompress::Base64_Encode: null text");
-    return nullptr;
-  }
-  const size_t n = std::strlen(text);
-  const size_t groups = n / 3 + (n % 3 != 0);
-  size_t outLen;
-  if (!tqbase::CheckedBytes((long long)groups, 4, &outLen) || outLen >= 0xFFFFFFFFu) {
-    Fail("ACompress::Base64_Encode: text of %zu bytes is too long", n);
-    return nullptr;
-  }
-  char* out = static_cast<char*>(AGlobalAllocPtr(GMEM_MOVEABLE, (DWORD)(outLen + 1)));
-  if (!out) {
-    Fail("ACompress::Base64_Encode: out of memory");
-    return nullptr;
-  }
-  const unsigned char* s = reinterpret_cast<const unsigned char*>(text);
-  char* d = out;
-  size_t i = 0;
-  for (; i + 3 <= n; i += 3, d += 4) {
-    const uint32_t v = ((uint32_t)s[i] << 16) | ((uint32_t)s[i + 1] << 8) | s[i + 2];
-    d[0] = kAlphabet[v >> 18];
-    d[1] = kAlphabet[(v >> 12) & 63];
-    d[2] = kAlphabet[(v >> 6) & 63];
-    d[3] = kAlphabet[v & 63];
-  }
-  if (i < n) {  // zero padding comes out as 'A's, never '='
-    uint32_t v = (uint32_t)s[i] << 16;
-    if (i + 1 < n) v |= (uint32_t)s[i + 1] << 8;
-    d[0] = kAlphabet[v >> 18];
-    d[1] = kAlphabet[(v >> 12) & 63];
-    d[2] = kAlphabet[(v >> 6) & 63];
-    d[3] = kAlphabet[v & 63];
-    d += 4;
-  }
-  *d = '\0';
-  return out;
-}
-
-char* ACompress::Base64_Decode(const char* text) {
-  if (!text) {
-    ASSERT(text);
-    Fail("ACompress::Base64_Decode: null text");
-    return nullptr;
-  }
-  const size_t n = std::strlen(text);
-  const size_t outLen = n / 4 * 3 + (n % 4) * 3 / 4;  // 3n/4 without overflow
-  if (outLen >= 0xFFFFFFFFu) {
-    Fail("ACompress::Base64_Decode: text of %zu bytes is too long", n);
-    return nullptr;
-  }
-  unsigned char* out = static_cast<unsigned char*>(AGlobalAllocPtr(GMEM_MOVEABLE, (DWORD)(outLen + 1)));
-  if (!out) {
-    Fail("ACompress::Base64_Decode: out of memory");
-    return nullptr;
-  }
-  std::memset(out, 0, outLen + 1);
-  const unsigned char* s = reinterpret_cast<const unsigned char*>(text);
-  // Translation stops at the first character outside the alphabet; it and
-  // everything after count as 0, which the zero-filled buffer already holds.
-  size_t i = 0, o = 0;
-  for (; i + 4 <= n; i += 4, o += 3) {
-    const int a = kDecode.v[s[i]], b = kDecode.v[s[i + 1]], c = kDecode.v[s[i + 2]],
-              e = kDecode.v[s[i + 3]];
-    if ((a | b | c | e) < 0) break;
-    const uint32_t v = ((uint32_t)a << 18) | ((uint32_t)b << 12) | ((uint32_t)c << 6) | (uint32_t)e;
-    out[o] = (unsigned char)(v >> 16);
-    out[o + 1] = (unsigned char)(v >> 8);
-    out[o + 2] = (unsigned char)v;
-  }
-  if (i < n) {
-    uint32_t v = 0;
-    for (size_t k = 0; k < 4; ++k) {
-      const int x = i + k < n ? kDecode.v[s[i + k]] : -1;
-      if (x < 0) break;
-      v |= (uint32_t)x << (18 - 6 * k);
-    }
-    for (size_t k = 0; k < 3 && o + k < outLen; ++k) out[o + k] = (unsigned char)(v >> (16 - 8 * k));
-  }
-  return reinterpret_cast<char*>(out);
-}
-
-void ACompress::Base64_Free(char** p) {
-  if (!p || !*p) return;
-  AGlobalFreePtr(*p);
-  *p = nullptr;
 }
