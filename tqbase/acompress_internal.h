@@ -18,6 +18,15 @@
 #define TQBASE_CODEC_SSE2 1
 #endif
 
+// Branch hints for the coders' hot loops.
+#if defined(__GNUC__)
+#define TQ_LIKELY(x) __builtin_expect(!!(x), 1)
+#define TQ_UNLIKELY(x) __builtin_expect(!!(x), 0)
+#else
+#define TQ_LIKELY(x) (x)
+#define TQ_UNLIKELY(x) (x)
+#endif
+
 namespace tqbase {
 namespace codec {
 

@@ -221,34 +221,27 @@ private:
   ulong m_n, m_i = 0;
 };
 
-// The codes of a bit stream, read as they are needed: the sequence
-// ResumeDataBit writes out, end code included, nothing after it. Away from
-// the end a code is cut from one big-endian 32-bit word; in the last
-// three bytes from a 3-byte window whose bytes past the stream read as 0,
-// and the stream ends when fewer than two bytes are left.
+// The codes of a bit stream as ResumeDataBit reads them, end code
+// included, nothing after it. Away from the end a code is cut from one
+// big-endian 64-bit load at its bit position; the last bytes follow
+// ResumeDataBit's own rules (a 3-byte window whose bytes past the stream
+// read as 0; the stream ends when fewer than two bytes are left).
 class StreamCodes {
 public:
   StreamCodes(const unsigned char* src, ulong len) : m_src(src), m_len(len) {}
   bool Next(unsigned& code) {
-    if (TQ_UNLIKELY(m_done)) return false;
     const ulong p = (ulong)(m_bit >> 3);
-    if (TQ_LIKELY(m_len >= 4 && p <= m_len - 4)) {
-      uint32_t word;
-      std::memcpy(&word, m_src + p, 4);
-      code = (ToBigEndian(word) << (unsigned)(m_bit & 7)) >> (32 - m_width);
-    } else {
-      if (m_len - p < 2) {
-        m_done = true;
-        return false;
-      }
-      const uint32_t b0 = m_src[p], b1 = m_src[p + 1], b2 = p + 2 < m_len ? m_src[p + 2] : 0;
-      const uint32_t word = (b0 << 16) | (b1 << 8) | b2;
-      code = (word >> (24 - (unsigned)(m_bit & 7) - m_width)) & ((1u << m_width) - 1);
+    if (TQ_LIKELY(m_len >= 8 && p <= m_len - 8)) {
+      uint64_t word;
+      std::memcpy(&word, m_src + p, 8);
+      code = (unsigned)((ToBigEndian64(word) << (unsigned)(m_bit & 7)) >> (64 - m_width));
+    } else if (!Tail(p, code)) {
+      return false;
     }
     m_bit += m_width;
     if (TQ_UNLIKELY(code - kClear < 2u)) {
       if (code == kEnd) {
-        m_done = true;
+        m_len = 0;  // nothing after the end code
         return true;
       }
       if (m_width == 12) {  // a clear at full width restarts the schedule
@@ -263,43 +256,28 @@ public:
   }
 
 private:
+  static uint64_t ToBigEndian64(uint64_t v) {
+    return ((uint64_t)ToBigEndian((uint32_t)v) << 32) | ToBigEndian((uint32_t)(v >> 32));
+  }
+  bool Tail(ulong p, unsigned& code) const {
+    if (m_len - p < 2 || p >= m_len) return false;
+    const uint32_t b0 = m_src[p], b1 = m_src[p + 1], b2 = p + 2 < m_len ? m_src[p + 2] : 0;
+    const uint32_t word = (b0 << 16) | (b1 << 8) | b2;
+    code = (word >> (24 - (unsigned)(m_bit & 7) - m_width)) & ((1u << m_width) - 1);
+    return true;
+  }
   const unsigned char* m_src;
   ulong m_len;
   uint64_t m_bit = 0;
   uint64_t m_number = 0;  // codes since the last clear at full width
   uint64_t m_widen = WidenAt(9);
   unsigned m_width = 9;
-  bool m_done = false;
-};
-
-// StreamCodes read ahead in blocks, so that the decoder's loop and the
-// bit reader's each keep their state in registers.
-class BufferedCodes {
-public:
-  BufferedCodes(const unsigned char* src, ulong len) : m_in(src, len) {}
-  bool Next(unsigned& code) {
-    if (TQ_UNLIKELY(m_i == m_n)) {
-      m_n = 0;
-      m_i = 0;
-      unsigned c;
-      while (m_n < kBlock && m_in.Next(c)) m_buf[m_n++] = (unsigned short)c;
-      if (m_n == 0) return false;
-    }
-    code = m_buf[m_i++];
-    return true;
-  }
-
-private:
-  static const unsigned kBlock = 256;
-  StreamCodes m_in;
-  unsigned m_i = 0, m_n = 0;
-  unsigned short m_buf[kBlock];
 };
 
 // Decodes the codes of in (at least one) into dst; the same results,
 // lengths and failures whichever source they come from.
 template <class Codes>
-int DecodeLzw(Codes& in, unsigned char* dst, ulong dstCap, ulong& dstLen, LzwEntry* dict) {
+int DecodeLzw(Codes in, unsigned char* dst, ulong dstCap, ulong& dstLen, LzwEntry* dict) {
   dstLen = 0;
   unsigned c = 0;
   in.Next(c);
@@ -528,7 +506,7 @@ int ACompress::UnComp_LZW(const unsigned char* src, ulong srcLen, unsigned char*
   if (srcLen < 2) return Fail("ACompress::UnComp_LZW: stream of %lu bytes holds no codes", srcLen);
   WorkBuffer work(kDictBytes);
   if (!work.get()) return Fail("ACompress::UnComp_LZW: out of memory for %lu bytes", kDictBytes);
-  BufferedCodes in(src, srcLen);
+  StreamCodes in(src, srcLen);
   return DecodeLzw(in, dst, dstCap, dstLen, reinterpret_cast<LzwEntry*>(work.get()));
 }
 

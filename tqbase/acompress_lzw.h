@@ -23,14 +23,6 @@ const ulong kCodesPerClear = 3836;  // codes written between clears, counting th
 const unsigned kMaxStrings = 4096;  // decoder table entries per clear
 const ulong kDictEntries = kFirstCode + kMaxStrings;
 
-#if defined(__GNUC__)
-#define TQ_LIKELY(x) __builtin_expect(!!(x), 1)
-#define TQ_UNLIKELY(x) __builtin_expect(!!(x), 0)
-#else
-#define TQ_LIKELY(x) (x)
-#define TQ_UNLIKELY(x) (x)
-#endif
-
 inline bool LittleEndian() {
   const uint16_t one = 1;
   unsigned char low;

@@ -112,23 +112,31 @@ __attribute__((target("avx2"))) bool UnRle8Avx2(const unsigned char* src, ulong 
                                                 ulong& wOut) {
   const ulong safe = SafeEnd8(src, srcLen, 32);
   ulong w = 0, r = 0;
-  const __m256i countMask = _mm256_set1_epi16(0x00FF), one = _mm256_set1_epi16(1);
+  const __m256i countMask = _mm256_set1_epi16(0x00FF), one = _mm256_set1_epi8(1);
   while (r < safe) {
-    // Sixteen records of one pixel each (noise): their values in one
-    // 16-byte store.
-    if (src[r] == 1 && safe - r >= 32 && dstCap - w >= 16) {
+    // Records of one pixel each (noise), thirty-two at a time: their values
+    // in one 32-byte store, of which the leading one-pixel records are
+    // kept. The rest of the store is excess: the records from r on write
+    // at least 32 more bytes from w, over it.
+    if (src[r] == 1 && safe - r >= 64 && dstCap - w >= 32) {
       const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + r));
-      if ((unsigned)_mm256_movemask_epi8(_mm256_cmpeq_epi16(_mm256_and_si256(x, countMask), one)) ==
-          0xFFFFFFFFu) {
-        // Per 128-bit lane: 8 values then 8 copies; gather the two value
-        // halves into the low lane.
-        const __m256i packed = _mm256_packus_epi16(_mm256_srli_epi16(x, 8), x);
-        const __m256i low = _mm256_permute4x64_epi64(packed, 0xD8);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + w), _mm256_castsi256_si128(low));
-        w += 16;
-        r += 32;
+      const __m256i y = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + r + 32));
+      // Packing works per 128-bit lane; the permute puts the records back
+      // in order (x 0-7, x 8-15, y 0-7, y 8-15).
+      const __m256i counts = _mm256_permute4x64_epi64(
+          _mm256_packus_epi16(_mm256_and_si256(x, countMask), _mm256_and_si256(y, countMask)), 0xD8);
+      const __m256i values = _mm256_permute4x64_epi64(
+          _mm256_packus_epi16(_mm256_srli_epi16(x, 8), _mm256_srli_epi16(y, 8)), 0xD8);
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + w), values);
+      const unsigned ones = (unsigned)_mm256_movemask_epi8(_mm256_cmpeq_epi8(counts, one));
+      if (TQ_LIKELY(ones == 0xFFFFFFFFu)) {  // a branch, so that r does not wait for the mask
+        w += 32;
+        r += 64;
         continue;
       }
+      const unsigned lead = Ctz(~ones);
+      w += lead;
+      r += 2 * (ulong)lead;
     }
     if (!RunAvx2(dst, w, dstCap, src[r + 1], src[r])) return false;
     r += 2;
