@@ -32,9 +32,6 @@
 #include <string>
 #include <vector>
 
-#ifdef TQTOOL_HAVE_PNG
-#include <png.h>
-#endif
 #ifndef _WIN32
 #include <unistd.h>
 #endif
@@ -71,28 +68,13 @@ using tqtool::Image;
 bool LoadImage(const std::string& path, int depth, uint32_t rawWidth, Image& im, std::string& err) {
   im.depth = depth;
   const int bpp = depth == 24 ? 3 : 1;
-#ifdef TQTOOL_HAVE_PNG
   if (tqtool::HasSuffix(path, ".png")) {
-    png_image png;
-    std::memset(&png, 0, sizeof png);
-    png.version = PNG_IMAGE_VERSION;
-    if (!png_image_begin_read_from_file(&png, path.c_str())) {
-      err = std::string("cannot read PNG: ") + png.message;
-      return false;
-    }
-    png.format = depth == 24 ? PNG_FORMAT_RGB : PNG_FORMAT_GRAY;
-    im.width = png.width;
-    im.height = png.height;
-    im.pixels.resize(PNG_IMAGE_SIZE(png));
-    if (!png_image_finish_read(&png, nullptr, im.pixels.data(), 0, nullptr)) {
-      err = std::string("cannot decode PNG: ") + png.message;
-      return false;
-    }
+    if (!tqtool::ReadPng(path, depth == 24, im, err)) return false;
+    im.depth = depth;
     if (depth < 8)
       for (auto& p : im.pixels) p = (unsigned char)(p >> (8 - depth));
     return true;
   }
-#endif
   if (!rawWidth) {
     err = "a raw image needs --width (or give a .png file)";
     return false;

@@ -108,6 +108,33 @@ bool WritePngBits(const std::string& path, uint32_t width, uint32_t height, cons
 #endif
 }
 
+bool ReadPng(const std::string& path, bool rgb, Image& im, std::string& err) {
+#ifdef TQTOOL_HAVE_PNG
+  png_image png;
+  std::memset(&png, 0, sizeof png);
+  png.version = PNG_IMAGE_VERSION;
+  if (!png_image_begin_read_from_file(&png, path.c_str())) {
+    err = std::string("cannot read PNG: ") + png.message;
+    return false;
+  }
+  png.format = rgb ? PNG_FORMAT_RGB : PNG_FORMAT_GRAY;
+  im.width = png.width;
+  im.height = png.height;
+  im.depth = rgb ? 24 : 8;
+  im.pixels.resize(PNG_IMAGE_SIZE(png));
+  if (!png_image_finish_read(&png, nullptr, im.pixels.data(), 0, nullptr)) {
+    err = std::string("cannot decode PNG: ") + png.message;
+    return false;
+  }
+  return true;
+#else
+  (void)rgb;
+  (void)im;
+  err = "built without libpng: cannot read " + path;
+  return false;
+#endif
+}
+
 bool WritePgm(const std::string& path, const Image& im, std::string& err) {
   char header[64];
   const int n = std::snprintf(header, sizeof header, "P5\n%u %u\n255\n", (unsigned)im.width, (unsigned)im.height);

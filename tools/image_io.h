@@ -28,6 +28,9 @@ bool WritePng(const std::string& path, const Image& im, std::string& err);
 // fast compression, for pictures of print size.
 bool WritePngBits(const std::string& path, uint32_t width, uint32_t height, const unsigned char* rows,
                   size_t stride, std::string& err);
+// Reads a PNG as 8-bit grey or (rgb) RGB rows; false with err when the
+// file cannot be read or the tool was built without libpng.
+bool ReadPng(const std::string& path, bool rgb, Image& im, std::string& err);
 // Binary PGM of an 8-bit grey image.
 bool WritePgm(const std::string& path, const Image& im, std::string& err);
 // Any bytes, such as an SVG document.
