@@ -87,8 +87,9 @@ struct Bounds {
 // section(yc, &xa, &xb) gives the shape's cross-section on the horizontal
 // line yc, called with yc growing. Rows are those whose centre lines meet
 // [ymin, ymax) (a shape between two centre lines keeps the row under its
-// middle); a row whose cross-section holds no pixel centre takes the pixel
-// under the section's middle (rule 3 of ellipse.h). The bounds have passed
+// middle, cut on its edge nearest to that row's centre line); a row whose
+// cross-section holds no pixel centre takes the pixel under the section's
+// middle (rule 3 of ellipse.h). The bounds have passed
 // PixelBox, so every pixel fits the 32-bit plane.
 template <class RUN, class Section>
 i64 RasterSections(const Bounds& bd, Section& section, std::vector<RUN>& runs, RECT* box) {
@@ -378,12 +379,18 @@ i64 RasterLine(i64 x0, i64 y0, i64 x1, i64 y1, std::vector<RUN>& runs, RECT* box
 
 namespace {
 
+// The pixel that holds the end p of a segment running towards q, taken
+// from just inside the segment: an end on a pixel edge belongs to the pixel
+// the segment enters, so a w x h rectangle squashed flat is a line of w (or
+// h) pixels.
+i64 EndPixel(double p, double q) { return q < p ? CeilI(p) - 1 : FloorI(p); }
+
 // A shape squashed onto the segment pq: the one-pixel line between the
-// pixels that hold its ends.
+// pixels that hold its ends (the pixel that holds p when q is p).
 template <class RUN>
 i64 RasterSegment(const POINTD& p, const POINTD& q, std::vector<RUN>& runs, RECT* box) {
   CheckBounds(Bounds{std::min(p.x, q.x), std::min(p.y, q.y), std::max(p.x, q.x), std::max(p.y, q.y)});
-  return RasterLine(FloorI(p.x), FloorI(p.y), FloorI(q.x), FloorI(q.y), runs, box);
+  return RasterLine(EndPixel(p.x, q.x), EndPixel(p.y, q.y), EndPixel(q.x, p.x), EndPixel(q.y, p.y), runs, box);
 }
 
 }  // namespace

@@ -15,11 +15,14 @@
 //
 // The pixel rule, one for every shape:
 //  1. Upright shapes are exact. A circle or an ellipse inscribed in an
-//     upright rectangle comes from the integer midpoint cores; a rectangle
-//     is its pixels. A turned or transformed shape whose outline is again an
-//     upright rectangle with integer corners (the identity, integer
-//     translations, quarter turns, mirrors, integer scalings of an integer
-//     rectangle) is that upright form of the image rectangle.
+//     upright rectangle comes from the integer midpoint cores (which decide
+//     on integer semi-axes, so on flat ellipses a pixel up to three quarters
+//     of a pixel from the continuous outline may go the other way than rule
+//     2 would send it); a rectangle is its pixels. A turned or transformed
+//     shape whose outline is again an upright rectangle with integer
+//     corners (the identity, integer translations, quarter turns, mirrors,
+//     integer scalings of an integer rectangle) is that upright form of the
+//     image rectangle.
 //  2. Any other shape covers the pixels whose centres (x + 0.5, y + 0.5) lie
 //     inside it. A centre exactly on the outline is inside on a left or top
 //     edge and outside on a right or bottom edge, so shapes that share an
@@ -27,10 +30,16 @@
 //  3. A row whose centre line crosses the shape without meeting a pixel
 //     centre inside it (a sliver at a pointed end, or a shape thinner than a
 //     pixel) keeps the one pixel under the middle of that crossing, so a thin
-//     shape never breaks into pieces.
+//     shape never breaks into pieces. A shape that lies between two centre
+//     lines altogether is the row under its middle, with the pixels rule 2
+//     gives on its edge nearest to that row's centre line (or rule 3's one
+//     pixel).
 //  4. A shape squashed onto a line or a point (a singular transform,
 //     collinear corners) is the one-pixel line (MidPointLine) between the
-//     pixels that hold its two ends, or the pixel that holds the point.
+//     pixels that hold its two ends, each taken from just inside the
+//     segment (an end on a pixel edge belongs to the pixel the segment
+//     enters, so a w x h rectangle squashed flat is a line of w or h
+//     pixels), or the pixel that holds the point.
 //
 // Angles are in radians and turn a shape with the library's rotation sense:
 // a point (u, v) goes to (u cos a - v sin a, u sin a + v cos a), from +x
