@@ -6,7 +6,8 @@
 // conv_transform, rasterizer_scanline_aa and scanline_bin with the spans
 // collected into a run list - the work a caller of AGG does for a mask -
 // and for lines also AGG's own Bresenham interpolator stepped pixel by
-// pixel into runs.
+// pixel into runs. The layout workloads are named BM_<workload>_Ours and
+// BM_<workload>_<peer>, as scripts/bench-ratios.py pairs them.
 #include <tqbase/tqbase.h>
 
 #include <benchmark/benchmark.h>
@@ -87,7 +88,7 @@ ATransform Layout(int d) {
   return t;
 }
 
-void BM_CEllipse_EllipseTransformed(benchmark::State& st) {
+void BM_EllipseTransformed_Ours(benchmark::State& st) {
   const int d = (int)st.range(0);
   const ATransform t = Layout(d);
   CArray<POINT, POINT> runs;
@@ -100,9 +101,9 @@ void BM_CEllipse_EllipseTransformed(benchmark::State& st) {
   }
   Count(st, rows);
 }
-BENCHMARK(BM_CEllipse_EllipseTransformed)->Apply(LayoutSizes);
+BENCHMARK(BM_EllipseTransformed_Ours)->Apply(LayoutSizes);
 
-void BM_CEllipse_EllipseTransformedPiece(benchmark::State& st) {
+void BM_EllipseTransformedPiece_Ours(benchmark::State& st) {
   const int d = (int)st.range(0);
   const ATransform t = Layout(d);
   RSRLINE piece;
@@ -112,9 +113,9 @@ void BM_CEllipse_EllipseTransformedPiece(benchmark::State& st) {
   }
   Count(st, piece.arRun.GetSize());
 }
-BENCHMARK(BM_CEllipse_EllipseTransformedPiece)->Apply(LayoutSizes);
+BENCHMARK(BM_EllipseTransformedPiece_Ours)->Apply(LayoutSizes);
 
-void BM_CEllipse_RectTurned(benchmark::State& st) {
+void BM_RectTurned_Ours(benchmark::State& st) {
   const int d = (int)st.range(0);
   CArray<POINT, POINT> runs;
   RECT box;
@@ -124,9 +125,9 @@ void BM_CEllipse_RectTurned(benchmark::State& st) {
   }
   Count(st, runs.GetSize());
 }
-BENCHMARK(BM_CEllipse_RectTurned)->Apply(LayoutSizes);
+BENCHMARK(BM_RectTurned_Ours)->Apply(LayoutSizes);
 
-void BM_CEllipse_RectTransformed(benchmark::State& st) {
+void BM_RectTransformed_Ours(benchmark::State& st) {
   const int d = (int)st.range(0);
   const ATransform t = Layout(d);
   CArray<POINT, POINT> runs;
@@ -137,12 +138,12 @@ void BM_CEllipse_RectTransformed(benchmark::State& st) {
   }
   Count(st, runs.GetSize());
 }
-BENCHMARK(BM_CEllipse_RectTransformed)->Apply(LayoutSizes);
+BENCHMARK(BM_RectTransformed_Ours)->Apply(LayoutSizes);
 
 // A line d pixels long, flat (x-major) or steep.
 POINT LineEnd(int d, bool steep) { return steep ? POINT{d * 3 / 10, d - 1} : POINT{d - 1, d * 3 / 10}; }
 
-void BM_CEllipse_Line(benchmark::State& st) {
+void BM_Line_Ours(benchmark::State& st) {
   const int d = (int)st.range(0);
   const POINT a{0, 0}, b = LineEnd(d, st.range(1) != 0);
   CArray<POINT, POINT> runs;
@@ -153,7 +154,7 @@ void BM_CEllipse_Line(benchmark::State& st) {
   }
   Count(st, runs.GetSize());
 }
-BENCHMARK(BM_CEllipse_Line)->ArgsProduct({{160, 1000, 4000}, {0, 1}});
+BENCHMARK(BM_Line_Ours)->ArgsProduct({{160, 1000, 4000}, {0, 1}});
 
 void BM_CEllipse_EllipseTurned(benchmark::State& st) {
   const int d = (int)st.range(0);
@@ -225,7 +226,7 @@ agg::trans_affine AggAffine(const ATransform& t) {
   return agg::trans_affine(m.m11, m.m12, m.m21, m.m22, m.dx, m.dy);
 }
 
-void BM_AGG_EllipseTransformed(benchmark::State& st) {
+void BM_EllipseTransformed_AGG(benchmark::State& st) {
   const int d = (int)st.range(0), h = d / 2 + 1;
   agg::trans_affine mtx = AggAffine(Layout(d));
   agg::rasterizer_scanline_aa<> ras;
@@ -242,7 +243,7 @@ void BM_AGG_EllipseTransformed(benchmark::State& st) {
   }
   Count(st, (int)runs.size());
 }
-BENCHMARK(BM_AGG_EllipseTransformed)->Apply(LayoutSizes);
+BENCHMARK(BM_EllipseTransformed_AGG)->Apply(LayoutSizes);
 
 // The rectangle (0, 0, d, d / 2) as a path through mtx.
 void AggRect(benchmark::State& st, int d, agg::trans_affine mtx) {
@@ -265,21 +266,21 @@ void AggRect(benchmark::State& st, int d, agg::trans_affine mtx) {
   Count(st, (int)runs.size());
 }
 
-void BM_AGG_RectTurned(benchmark::State& st) {
+void BM_RectTurned_AGG(benchmark::State& st) {
   const int d = (int)st.range(0);
   AggRect(st, d, agg::trans_affine_translation(-d / 2.0, -d / 4.0) * agg::trans_affine_rotation(0.5) *
                      agg::trans_affine_translation(d / 2.0, d / 4.0));
 }
-BENCHMARK(BM_AGG_RectTurned)->Apply(LayoutSizes);
+BENCHMARK(BM_RectTurned_AGG)->Apply(LayoutSizes);
 
-void BM_AGG_RectTransformed(benchmark::State& st) {
+void BM_RectTransformed_AGG(benchmark::State& st) {
   const int d = (int)st.range(0);
   AggRect(st, d, AggAffine(Layout(d)));
 }
-BENCHMARK(BM_AGG_RectTransformed)->Apply(LayoutSizes);
+BENCHMARK(BM_RectTransformed_AGG)->Apply(LayoutSizes);
 
 // A one-pixel-wide stroke through the two pixel centres.
-void BM_AGG_Line(benchmark::State& st) {
+void BM_Line_AGG(benchmark::State& st) {
   const int d = (int)st.range(0);
   const POINT b = LineEnd(d, st.range(1) != 0);
   agg::rasterizer_scanline_aa<> ras;
@@ -298,11 +299,11 @@ void BM_AGG_Line(benchmark::State& st) {
   }
   Count(st, (int)runs.size());
 }
-BENCHMARK(BM_AGG_Line)->ArgsProduct({{160, 1000, 4000}, {0, 1}});
+BENCHMARK(BM_Line_AGG)->ArgsProduct({{160, 1000, 4000}, {0, 1}});
 
 // AGG's Bresenham interpolator, one step per pixel, its pixels gathered
 // into one run per row.
-void BM_AGG_LineBresenham(benchmark::State& st) {
+void BM_Line_AGGBresenham(benchmark::State& st) {
   const int d = (int)st.range(0);
   const POINT b = LineEnd(d, st.range(1) != 0);
   typedef agg::line_bresenham_interpolator li;
@@ -332,7 +333,7 @@ void BM_AGG_LineBresenham(benchmark::State& st) {
   }
   Count(st, (int)runs.size());
 }
-BENCHMARK(BM_AGG_LineBresenham)->ArgsProduct({{160, 1000, 4000}, {0, 1}});
+BENCHMARK(BM_Line_AGGBresenham)->ArgsProduct({{160, 1000, 4000}, {0, 1}});
 
 void BM_AGG_Circle(benchmark::State& st) {
   const int d = (int)st.range(0);

@@ -27,8 +27,8 @@
 //    users).
 //
 // The general rasterizers cost a few multiplications per row and nothing
-// per pixel (bench_ellipse: BM_CEllipse_EllipseTransformed,
-// BM_CEllipse_RectTransformed, BM_CEllipse_Line).
+// per pixel (bench_ellipse: BM_EllipseTransformed_Ours,
+// BM_RectTransformed_Ours, BM_Line_Ours).
 #include "ellipse_core.h"
 
 #include "crstlines_core.h"
