@@ -4,13 +4,15 @@
 // image (PNG with libpng, else PGM) and a summary of the result.
 //
 // Shapes come from the command line (--poly, --rect, --ellipse, --circle,
-// with --op setting the operator for the shapes that follow) or from a
-// small text file (--file; the format is described in FileHelp below), and
+// --line, --arc, --plg, with --op setting the operator and --rotate and
+// --transform the placement of the shapes that follow) or from a small
+// text file (--file; the format is described in FileHelp below), and
 // --sample runs the built-in textile motif (the same text as
 // tools/samples/shapes.txt) into region-demo.png.
 //
 // Relies on CRstLines (regions and their algebra), CEllipse (circles,
-// ellipses, turned rectangles) and ACycle (the repeat).
+// ellipses, rectangles, lines, chords and parallelograms, turned or
+// transformed) and ACycle (the repeat).
 #include "command.h"
 #include "args.h"
 #include "image_io.h"
@@ -66,12 +68,25 @@ const char kFileHelp[] =
     "  [op] ellipse l,t,r,b [deg]  ellipse inscribed in the rectangle, turned by deg\n"
     "  [op] circle cx,cy,r         circle of radius r about (cx, cy)\n"
     "  [op] poly x,y x,y x,y ...   polygon\n"
+    "  [op] line x1,y1,x2,y2       one-pixel line between two pixels\n"
+    "  [op] arc l,t,r,b,from,to    chord of the inscribed ellipse from angle from to angle to\n"
+    "  [op] plg x0,y0,x1,y1,x2,y2  parallelogram: upper-left, upper-right, lower-left corners\n"
     "  fill alternate|winding      fill rule of the polygons that follow\n"
+    "  rotate deg                  turn the shapes that follow about their centres\n"
+    "  transform m11,m12,m21,m22,dx,dy|none  map the shapes that follow (after the turn)\n"
     "  cycle WxH[+P] [way 1|2]     repeat cell W x H, displacement P\n"
     "  repeat CxR                  image of C x R cells of the repeat\n"
     "op is or, and, diff or xor (default or); the first shape starts the region.";
 
-enum ShapeKind { kPoly, kRect, kEllipse, kCircle };
+enum ShapeKind { kPoly, kRect, kEllipse, kCircle, kLine, kArc, kPlg };
+
+// Where the shapes that follow are placed: turned by rotate degrees about
+// each shape's own centre, then mapped through the matrix when there is one.
+struct Placement {
+  double rotate = 0.0;
+  bool haveMatrix = false;
+  double m[6] = {1, 0, 0, 1, 0, 0};
+};
 
 struct Shape {
   ShapeKind kind = kRect;
@@ -79,7 +94,9 @@ struct Shape {
   int fill = ALTERNATE_FILL;
   std::vector<POINT> pts;
   RECT rc{0, 0, 0, 0};
-  double degrees = 0.0;
+  double degrees = 0.0;        // rect and ellipse: their own turn; arc: the start angle
+  double endDegrees = 0.0;     // arc: the end angle
+  Placement place;
   std::string text;  // as given, for messages
 };
 
@@ -204,6 +221,47 @@ bool ParseShape(ShapeKind kind, const std::string& args, Shape* s, std::string* 
       s->rc = RECT{(LONG)l, (LONG)t, (LONG)rr, (LONG)b};
       return true;
     }
+    case kLine:
+    case kPlg: {
+      const size_t n = kind == kLine ? 4 : 6;
+      if (v.size() != n) {
+        *err = kind == kLine ? "expects x1,y1,x2,y2" : "expects x0,y0,x1,y1,x2,y2 (upper-left, upper-right, lower-left)";
+        return false;
+      }
+      s->pts.resize(n / 2);
+      for (size_t i = 0; i < s->pts.size(); ++i)
+        if (!ToCoord(v[2 * i], &s->pts[i].x, err) || !ToCoord(v[2 * i + 1], &s->pts[i].y, err)) return false;
+      // A parallelogram reaches its fourth corner p1 + p2 - p0.
+      long long x0 = s->pts[0].x, x1 = x0, y0 = s->pts[0].y, y1 = y0;
+      for (const POINT& p : s->pts) {
+        x0 = std::min<long long>(x0, p.x);
+        x1 = std::max<long long>(x1, p.x);
+        y0 = std::min<long long>(y0, p.y);
+        y1 = std::max<long long>(y1, p.y);
+      }
+      if (kind == kPlg) {
+        const long long fx = (long long)s->pts[1].x + s->pts[2].x - s->pts[0].x;
+        const long long fy = (long long)s->pts[1].y + s->pts[2].y - s->pts[0].y;
+        x0 = std::min(x0, fx);
+        x1 = std::max(x1, fx);
+        y0 = std::min(y0, fy);
+        y1 = std::max(y1, fy);
+      }
+      return ExtentOk(x0, x1, err) && ExtentOk(y0, y1, err);
+    }
+    case kArc: {
+      if (v.size() != 6) {
+        *err = "expects l,t,r,b and the start and end angles in degrees";
+        return false;
+      }
+      if (!ToCoord(v[0], &s->rc.left, err) || !ToCoord(v[1], &s->rc.top, err) ||
+          !ToCoord(v[2], &s->rc.right, err) || !ToCoord(v[3], &s->rc.bottom, err))
+        return false;
+      if (!ExtentOk(s->rc.left, s->rc.right, err) || !ExtentOk(s->rc.top, s->rc.bottom, err)) return false;
+      s->degrees = v[4];
+      s->endDegrees = v[5];
+      return true;
+    }
     case kPoly: {
       if (v.size() < 2 || v.size() % 2 != 0) {
         *err = "expects x,y pairs";
@@ -231,7 +289,40 @@ bool ParseKind(const std::string& word, ShapeKind* kind) {
   else if (w == "rect" || w == "rectangle") *kind = kRect;
   else if (w == "ellipse") *kind = kEllipse;
   else if (w == "circle") *kind = kCircle;
+  else if (w == "line") *kind = kLine;
+  else if (w == "arc" || w == "chord") *kind = kArc;
+  else if (w == "plg" || w == "parallelogram") *kind = kPlg;
   else return false;
+  return true;
+}
+
+// "deg" into place->rotate.
+bool ParseRotate(const std::string& text, Placement* place, std::string* err) {
+  std::vector<double> v;
+  if (!ParseNumbers(text, &v, err)) return false;
+  if (v.size() != 1) {
+    *err = "a turn is one angle in degrees";
+    return false;
+  }
+  place->rotate = v[0];
+  return true;
+}
+
+// "m11,m12,m21,m22,dx,dy" (x' = x m11 + y m21 + dx, y' = x m12 + y m22 +
+// dy), or "none", into place.
+bool ParseTransform(const std::string& text, Placement* place, std::string* err) {
+  if (tqtool::Lower(Trim(text)) == "none") {
+    place->haveMatrix = false;
+    return true;
+  }
+  std::vector<double> v;
+  if (!ParseNumbers(text, &v, err)) return false;
+  if (v.size() != 6) {
+    *err = "a transform is m11,m12,m21,m22,dx,dy or none";
+    return false;
+  }
+  place->haveMatrix = true;
+  std::copy(v.begin(), v.end(), place->m);
   return true;
 }
 
@@ -292,6 +383,7 @@ bool ParseShapesText(std::istream& in, const std::string& name, Job* job, std::s
   std::string line;
   int lineNo = 0;
   int fill = ALTERNATE_FILL;
+  Placement place;
   while (std::getline(in, line)) {
     ++lineNo;
     size_t hash = line.find('#');
@@ -310,6 +402,13 @@ bool ParseShapesText(std::istream& in, const std::string& name, Job* job, std::s
     if (key == "fill") {
       if (!ParseFill(rest, &fill)) {
         *err = where + "the fill rule is alternate or winding";
+        return false;
+      }
+      continue;
+    }
+    if (key == "rotate" || key == "transform") {
+      if (!(key == "rotate" ? ParseRotate(rest, &place, &e) : ParseTransform(rest, &place, &e))) {
+        *err = where + e;
         return false;
       }
       continue;
@@ -334,6 +433,7 @@ bool ParseShapesText(std::istream& in, const std::string& name, Job* job, std::s
     }
     Shape s;
     s.fill = fill;
+    s.place = place;
     ShapeKind kind;
     std::string kindWord = first;
     if (ParseOp(first, &s.op)) {
@@ -343,7 +443,7 @@ bool ParseShapesText(std::istream& in, const std::string& name, Job* job, std::s
       rest = Trim(rest);
     }
     if (!ParseKind(kindWord, &kind)) {
-      *err = where + "'" + kindWord + "' is not a shape (rect, ellipse, circle, poly) or a directive";
+      *err = where + "'" + kindWord + "' is not a shape (rect, ellipse, circle, poly, line, arc, plg) or a directive";
       return false;
     }
     if (!ParseShape(kind, rest, &s, &e)) {
@@ -358,45 +458,134 @@ bool ParseShapesText(std::istream& in, const std::string& name, Job* job, std::s
 
 // ---- building -------------------------------------------------------------------
 
+// The centre a shape turns about: its rectangle's, its line's or
+// parallelogram's middle, its polygon's box centre.
+POINTD ShapeCentre(const Shape& s) {
+  switch (s.kind) {
+    case kRect:
+    case kEllipse:
+    case kCircle:
+    case kArc:
+      return POINTD(((double)s.rc.left + s.rc.right) / 2, ((double)s.rc.top + s.rc.bottom) / 2);
+    case kLine:  // the pixel centres' middle
+      return POINTD(((double)s.pts[0].x + s.pts[1].x) / 2 + 0.5, ((double)s.pts[0].y + s.pts[1].y) / 2 + 0.5);
+    case kPlg:
+      return POINTD(((double)s.pts[1].x + s.pts[2].x) / 2, ((double)s.pts[1].y + s.pts[2].y) / 2);
+    case kPoly: {
+      RECTD box;
+      std::vector<POINTD> p(s.pts.begin(), s.pts.end());
+      box.GetBorderRect(p.data(), (long)p.size());
+      return box.CenterPoint();
+    }
+  }
+  return POINTD();
+}
+
+// The placement of s as one transform: the turn about its centre (plus a
+// rectangle's or ellipse's own turn), then the matrix.
+ATransform PlacementOf(const Shape& s, double ownDegrees) {
+  ATransform t;
+  const double deg = s.place.rotate + ownDegrees;
+  if (deg != 0.0) {
+    const POINTD c = ShapeCentre(s);
+    t.Rotate(deg * kPi / 180.0, c.x, c.y);
+  }
+  if (s.place.haveMatrix) {
+    TransMatrix m;
+    m.m11 = s.place.m[0];
+    m.m12 = s.place.m[1];
+    m.m21 = s.place.m[2];
+    m.m22 = s.place.m[3];
+    m.dx = s.place.m[4];
+    m.dy = s.place.m[5];
+    t.MultMatrix(ATransform(m));
+  }
+  return t;
+}
+
 // The region of one shape into out (empty shapes give an empty region).
 bool BuildShape(const Shape& s, CRstLines& out, std::string* err) {
   g_Error.ClearError();
   out.SetEmpty();
-  const double angle = s.degrees * kPi / 180.0;
+  const bool placed = s.place.rotate != 0.0 || s.place.haveMatrix;
+  const double angle = (s.degrees + s.place.rotate) * kPi / 180.0;
+  std::unique_ptr<RSRLINE> piece(new RSRLINE);
+  BOOL made = FALSE;
   switch (s.kind) {
-    case kPoly:
-      if (!out.Create(s.pts.data(), (int)s.pts.size(), (AFillMode)s.fill)) {
+    case kPoly: {
+      std::vector<POINT> pts = s.pts;
+      if (placed) PlacementOf(s, 0.0).CalcPoints(pts.data(), (int)pts.size(), 0.5);
+      if (!out.Create(pts.data(), (int)pts.size(), (AFillMode)s.fill)) {
         *err = tqtool::LastErrorText("the polygon could not be scan converted");
         return false;
       }
       return true;
+    }
     case kRect:
     case kEllipse:
     case kCircle: {
-      if (s.kind == kRect && s.degrees == 0.0) {
+      if (s.kind == kRect && s.degrees == 0.0 && !placed) {
         if (!out.Create(s.rc) && g_Error.IsError()) {
           *err = tqtool::LastErrorText("the rectangle could not be made");
           return false;
         }
         return true;
       }
-      std::unique_ptr<RSRLINE> piece(new RSRLINE);
-      BOOL made = s.kind == kRect ? CEllipse::RectRasterLine(s.rc, angle, *piece)
-                                  : CEllipse::EllipseRasterLine(s.rc, angle, *piece);
-      if (!made) {
-        if (g_Error.IsError()) {
-          *err = tqtool::LastErrorText("the shape could not be made");
+      // A turn alone keeps the angle forms (quarter turns snap to them);
+      // a matrix takes the transform forms.
+      if (s.place.haveMatrix) {
+        const ATransform t = PlacementOf(s, s.degrees);
+        made = s.kind == kRect ? CEllipse::RectRasterLine(s.rc, t, *piece)
+                               : CEllipse::EllipseRasterLine(s.rc, t, *piece);
+      } else {
+        made = s.kind == kRect ? CEllipse::RectRasterLine(s.rc, angle, *piece)
+                               : CEllipse::EllipseRasterLine(s.rc, angle, *piece);
+      }
+      break;
+    }
+    case kLine: {
+      POINT a = s.pts[0], b = s.pts[1];
+      if (placed) {
+        // The pixel centres are mapped; the line joins the pixels they land in.
+        const ATransform t = PlacementOf(s, 0.0);
+        POINTD pa(a.x + 0.5, a.y + 0.5), pb(b.x + 0.5, b.y + 0.5);
+        t.CalcPoint(pa);
+        t.CalcPoint(pb);
+        if (!(std::fabs(pa.x) < 2e9 && std::fabs(pa.y) < 2e9 && std::fabs(pb.x) < 2e9 && std::fabs(pb.y) < 2e9)) {
+          *err = "the placed line leaves the 32-bit plane";
           return false;
         }
-        return true;  // an empty rectangle: an empty region
+        a = POINT{(LONG)std::floor(pa.x), (LONG)std::floor(pa.y)};
+        b = POINT{(LONG)std::floor(pb.x), (LONG)std::floor(pb.y)};
       }
-      CRasterArray* arr = new CRasterArray;
-      arr->Add(piece.release());
-      out.SetData(&arr);
-      return true;
+      made = CEllipse::MidPointLine(a, b, *piece);
+      break;
+    }
+    case kArc:
+      if (placed) {
+        *err = "a chord is drawn upright: --rotate and --transform do not apply to arc";
+        return false;
+      }
+      made = CEllipse::MidPointArc(s.rc, s.degrees * kPi / 180.0, s.endDegrees * kPi / 180.0, *piece);
+      break;
+    case kPlg: {
+      POINTD p[3] = {POINTD(s.pts[0]), POINTD(s.pts[1]), POINTD(s.pts[2])};
+      if (placed) PlacementOf(s, 0.0).CalcPoints(p, 3);
+      made = CEllipse::MidPointParalgram(p, *piece);
+      break;
     }
   }
-  return false;
+  if (!made) {
+    if (g_Error.IsError()) {
+      *err = tqtool::LastErrorText("the shape could not be made");
+      return false;
+    }
+    return true;  // an empty shape: an empty region
+  }
+  CRasterArray* arr = new CRasterArray;
+  arr->Add(piece.release());
+  out.SetData(&arr);
+  return true;
 }
 
 struct Summary {
@@ -552,7 +741,7 @@ bool WriteMask(const CRstLines& region, const RECT& rc, std::string path, bool i
 // ---- the command -----------------------------------------------------------------
 
 struct Options {
-  std::vector<std::string> polys, rects, ellipses, circles, ops;
+  std::vector<std::string> polys, rects, ellipses, circles, lines, arcs, plgs, ops, rotates, transforms;
   std::string fill = "alternate", file, image, cycle, repeat, svg;
   int way = 1;
   int margin = 2;
@@ -760,10 +949,11 @@ void Setup(CLI::App& app) {
   auto opts = std::make_shared<Options>();
   CLI::App* cmd = app.add_subcommand(
       "region",
-      "Build a region from polygons, rectangles, circles and ellipses, combine them in order, "
-      "optionally fold it into a repeat, and write a mask image and a summary");
+      "Build a region from polygons, rectangles, circles, ellipses, lines, chords and parallelograms, "
+      "combine them in order, optionally fold it into a repeat, and write a mask image and a summary");
   cmd->footer(std::string("Shapes are combined in the order given; --op sets the operator for the "
-                          "shapes after it (default or).\nAngles are in degrees.\n\n") +
+                          "shapes after it (default or), --rotate and --transform their placement.\n"
+                          "Angles are in degrees.\n\n") +
               kFileHelp);
   tqtool::Examples(cmd, {"tqbase region --sample --svg motif.svg", "tqbase region --poly \"0,0 100,0 50,80\" --op xor --rect 10,10,200,120 --png out.png", "tqbase region --sample --grow 4 --split --png pieces.png"});
   // One value per occurrence, so that the order of occurrences is the order
@@ -775,7 +965,13 @@ void Setup(CLI::App& app) {
   shapeOption("--rect", opts->rects, "rectangle l,t,r,b[,deg] (right and bottom outside)");
   shapeOption("--ellipse", opts->ellipses, "ellipse inscribed in l,t,r,b[,deg]");
   shapeOption("--circle", opts->circles, "circle cx,cy,r");
+  shapeOption("--line", opts->lines, "one-pixel line x1,y1,x2,y2 between two pixels");
+  shapeOption("--arc", opts->arcs, "chord l,t,r,b,from,to of the inscribed ellipse, angles in degrees");
+  shapeOption("--plg", opts->plgs, "parallelogram x0,y0,x1,y1,x2,y2: upper-left, upper-right, lower-left corners");
   shapeOption("--op", opts->ops, "operator for the shapes that follow: and|or|diff|xor");
+  shapeOption("--rotate", opts->rotates, "turn the shapes that follow by DEG about their centres");
+  shapeOption("--transform", opts->transforms,
+              "map the shapes that follow through m11,m12,m21,m22,dx,dy (after --rotate); none to stop");
   cmd->add_option("--fill", opts->fill, "polygon fill rule: alternate|winding")->capture_default_str();
   cmd->add_option("--file", opts->file, "read shapes from a text file (format below)");
   cmd->add_option("--cycle", opts->cycle, "fold into a repeat cell WxH[+P], such as 100x50+25");
@@ -836,15 +1032,29 @@ void Setup(CLI::App& app) {
       return;
     }
     // Command-line shapes, in the order they were given, after the file's.
-    size_t iPoly = 0, iRect = 0, iEllipse = 0, iCircle = 0, iOp = 0;
+    size_t iPoly = 0, iRect = 0, iEllipse = 0, iCircle = 0, iLine = 0, iArc = 0, iPlg = 0, iOp = 0;
+    size_t iRotate = 0, iTransform = 0;
     int op = RST_OR;
+    Placement place;
     for (const CLI::Option* opt : cmd->parse_order()) {
       const std::string name = opt->get_name();
       Shape s;
       s.op = op;
       s.fill = fill;
+      s.place = place;
       ShapeKind kind;
       std::string args;
+      if ((name == "--rotate" && iRotate < o.rotates.size()) ||
+          (name == "--transform" && iTransform < o.transforms.size())) {
+        const bool rot = name == "--rotate";
+        const std::string& text = rot ? o.rotates[iRotate++] : o.transforms[iTransform++];
+        if (!(rot ? ParseRotate(text, &place, &err) : ParseTransform(text, &place, &err))) {
+          std::fprintf(stderr, "tqbase region: %s \"%s\": %s\n", name.c_str(), text.c_str(), err.c_str());
+          tqtool::ToolExit(1);
+          return;
+        }
+        continue;
+      }
       if (name == "--op") {
         if (iOp >= o.ops.size() || !ParseOp(o.ops[iOp], &op)) {
           std::fprintf(stderr, "tqbase region: --op is and, or, diff or xor, not '%s'\n",
@@ -866,6 +1076,15 @@ void Setup(CLI::App& app) {
       } else if (name == "--circle" && iCircle < o.circles.size()) {
         kind = kCircle;
         args = o.circles[iCircle++];
+      } else if (name == "--line" && iLine < o.lines.size()) {
+        kind = kLine;
+        args = o.lines[iLine++];
+      } else if (name == "--arc" && iArc < o.arcs.size()) {
+        kind = kArc;
+        args = o.arcs[iArc++];
+      } else if (name == "--plg" && iPlg < o.plgs.size()) {
+        kind = kPlg;
+        args = o.plgs[iPlg++];
       } else {
         continue;
       }

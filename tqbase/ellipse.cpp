@@ -1,10 +1,9 @@
 // ellipse.cpp - CEllipse: the integer midpoint cores for circles and
 // ellipses, the upright ellipse with its quarter-turn snapping and even/odd
-// width rules, rectangles, and the shapes at general angles.
-//
-// The run list and the RSRLINE forms share one templated producer that
-// writes straight into the caller's vector (POINT and RSRUN are both two
-// 32-bit ints, x1 then x2), so the region form costs no copy.
+// width rules, rectangles, the ellipse geometry (directions, octant
+// symmetries, parameters, borders, cross-sections), and the pixel-centre
+// rasterizers that every turned or transformed shape goes through: turned
+// ellipses, convex polygons of up to four corners, and one-pixel lines.
 //
 // Rules of this library that the code below relies on:
 //  - the centre column and row are the floor of the rectangle's midpoint,
@@ -20,30 +19,31 @@
 //    wide;
 //  - the midpoint cores form their products in 64-bit integers: identical
 //    to 32-bit products wherever those fit (semi-axes below about a
-//    thousand pixels), and still exact for larger shapes.
-#include "tqbase/ellipse.h"
+//    thousand pixels), and still exact for larger shapes;
+//  - a pixel belongs to a shape at a general angle when its centre lies
+//    inside, a centre on a left or top edge being inside and one on a right
+//    or bottom edge outside; a row crossed without a centre inside keeps the
+//    pixel under the middle of the crossing (ellipse.h states the rule for
+//    users).
+//
+// The general rasterizers cost a few multiplications per row and nothing
+// per pixel (bench_ellipse: BM_EllipseTransformed_Ours,
+// BM_RectTransformed_Ours, BM_Line_Ours).
+#include "ellipse_core.h"
 
-#include "tqbase/errorinfo.h"
+#include "crstlines_core.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstdint>
-#include <limits>
-#include <new>
-#include <stdexcept>
-#include <vector>
+
+namespace tqell {
 
 namespace {
 
-// Computed once at start-up from the library's value of pi.
-const double kPi = 3.141592653589793;
-const double kTwoPi = 2.0 * kPi;
-const double kHalfPi = kPi / 2.0;
-const double kThreeHalfPi = 3.0 * kPi / 2.0;
 // The snapping tolerance is the single-precision 0.005 (0.004999999888241291).
 const double kSnap = (double)0.005f;
 
-typedef long long i64;
+// The library's one tolerance for directions.
+const double kEps = 1e-10;
 
 enum AngleClass { kUpright, kQuarter, kGeneral, kInvalid };
 
@@ -66,192 +66,402 @@ AngleClass ClassifyAngle(double angle) {
   return kGeneral;
 }
 
-i64 FloorHalf(i64 v) { return v >= 0 ? v / 2 : -((-v + 1) / 2); }
-
-// POINT (x, y) and RSRUN (x1, x2) are both a run's left and right ends.
-template <class RUN>
-RUN MakeRun(i64 x1, i64 x2) {
-  return RUN{(int32_t)x1, (int32_t)x2};
-}
-inline void RunEnds(const POINT& r, int32_t* x1, int32_t* x2) { *x1 = r.x; *x2 = r.y; }
-inline void RunEnds(const RSRUN& r, int32_t* x1, int32_t* x2) { *x1 = r.x1; *x2 = r.x2; }
-
-// Sets the half-open box of runs that start at row first.
-template <class RUN>
-void SetBox(const std::vector<RUN>& runs, i64 first, RECT* box) {
-  if (!box) return;
-  if (runs.empty()) {
-    box->left = box->top = box->right = box->bottom = 0;
-    return;
-  }
-  int32_t lo = std::numeric_limits<int32_t>::max(), hi = std::numeric_limits<int32_t>::min();
-  for (const RUN& r : runs) {
-    int32_t x1, x2;
-    RunEnds(r, &x1, &x2);
-    lo = std::min(lo, x1);
-    hi = std::max(hi, x2);
-  }
-  box->left = lo;
-  box->top = (LONG)first;
-  box->right = (LONG)((i64)hi + 1);
-  box->bottom = (LONG)(first + (i64)runs.size());
-}
-
 // A rectangle without area is the empty shape: no runs, an all-zero box,
 // and its top as the first row.
 template <class RUN>
 bool NoArea(const RECT& rc, std::vector<RUN>& runs, RECT* box) {
   if ((i64)rc.right - rc.left >= 1 && (i64)rc.bottom - rc.top >= 1) return false;
   runs.clear();
-  SetBox(runs, rc.top, box);
+  ZeroBox(box);
   return true;
 }
 
-// Failure that is not an allocation failure: the text is already recorded.
-struct ShapeFailure {};
+// ---- the pixel-centre rasterizer ---------------------------------------------------
 
-[[noreturn]] void Fail(const char* text) {
-  g_Error.SetLastError("%s", text);
-  throw ShapeFailure();
-}
+// The exact bounds of a shape.
+struct Bounds {
+  double xmin, ymin, xmax, ymax;
+};
 
-const i64 kMinCoord = std::numeric_limits<int32_t>::min();
-const i64 kMaxCoord = std::numeric_limits<int32_t>::max();
-
-// A piece's rows and runs are counted in ints.
-void CheckRows(i64 rows) {
-  if (rows > kMaxCoord) Fail("CEllipse: the shape has more rows than a region can hold");
-}
-
-// Pixels whose centres lie in a convex shape, one run per row. section(yc,
-// &xa, &xb) gives the shape's cross-section on the horizontal line yc (a
-// point when the line only touches it). Rows are those whose centre lines
-// meet [ymin, ymax]; a row whose cross-section holds no pixel centre (a
-// sliver at a pointed end) takes the pixel under the section's midpoint, so
-// that no row inside the shape is left without its run. Returns the first
-// row.
+// Pixels whose centres lie in a convex shape, one run per row.
+// section(yc, &xa, &xb) gives the shape's cross-section on the horizontal
+// line yc, called with yc growing. Rows are those whose centre lines meet
+// [ymin, ymax) (a shape between two centre lines keeps the row under its
+// middle, cut on its edge nearest to that row's centre line); a row whose
+// cross-section holds no pixel centre takes the pixel under the section's
+// middle (rule 3 of ellipse.h). The bounds have passed
+// PixelBox, so every pixel fits the 32-bit plane.
 template <class RUN, class Section>
-i64 RasterConvex(double ymin, double ymax, double xmin, double xmax, Section section,
-                 std::vector<RUN>& runs) {
-  if (!(ymin - 1.0 > (double)kMinCoord && ymax + 1.0 < (double)kMaxCoord &&
-        xmin - 1.0 > (double)kMinCoord && xmax + 1.0 < (double)kMaxCoord))
-    Fail("CEllipse: the turned shape exceeds the 32-bit coordinate range");
-  i64 y0 = (i64)std::ceil(ymin - 0.5);
-  i64 y1 = (i64)std::floor(ymax - 0.5);
-  if (y1 < y0) y0 = y1 = (i64)std::floor((ymin + ymax) * 0.5);
+i64 RasterSections(const Bounds& bd, Section& section, std::vector<RUN>& runs, RECT* box) {
+  i64 y0 = CeilI(bd.ymin - 0.5), y1 = CeilI(bd.ymax - 0.5) - 1;
+  if (y1 < y0) y0 = y1 = FloorI((bd.ymin + bd.ymax) * 0.5);
   CheckRows(y1 - y0 + 1);
-  runs.clear();
-  runs.reserve((size_t)(y1 - y0 + 1));
-  for (i64 y = y0; y <= y1; ++y) {
-    double yc = (double)y + 0.5;
-    if (yc < ymin) yc = ymin;  // only for the single row of a tiny shape
-    if (yc > ymax) yc = ymax;
+  const size_t n = (size_t)(y1 - y0 + 1);
+  runs.resize(n);
+  RUN* out = runs.data();
+  const i64 lo = FloorI(bd.xmin), hi = FloorI(bd.xmax);
+  i64 left = hi, right = lo;
+  double yc = (double)y0 + 0.5;
+  for (size_t k = 0; k < n; ++k, yc += 1.0) {
+    double y = yc < bd.ymin ? bd.ymin : (yc > bd.ymax ? bd.ymax : yc);
     double xa, xb;
-    section(yc, &xa, &xb);
-    i64 x1 = (i64)std::ceil(xa - 0.5);
-    i64 x2 = (i64)std::floor(xb - 0.5);
-    if (x2 < x1) x1 = x2 = (i64)std::floor((xa + xb) * 0.5);
-    x1 = std::max<i64>(x1, (i64)std::floor(xmin));
-    x2 = std::min<i64>(x2, (i64)std::floor(xmax));
-    if (x2 < x1) x2 = x1;
-    runs.push_back(MakeRun<RUN>(x1, x2));
+    section(y, &xa, &xb);
+    if (!(xa >= bd.xmin)) xa = bd.xmin;  // also a NaN, which no section makes
+    if (!(xb <= bd.xmax)) xb = bd.xmax;
+    i64 x1 = CeilI(xa - 0.5), x2 = CeilI(xb - 0.5) - 1;
+    if (x2 < x1) x1 = x2 = FloorI((xa + xb) * 0.5);
+    x1 = std::min(std::max(x1, lo), hi);
+    x2 = std::min(std::max(x2, x1), hi);
+    out[k] = MakeRun<RUN>(x1, x2);
+    left = std::min(left, x1);
+    right = std::max(right, x2);
+  }
+  if (box) {
+    box->left = (LONG)left;
+    box->top = (LONG)y0;
+    box->right = (LONG)(right + 1);
+    box->bottom = (LONG)(y1 + 1);
   }
   return y0;
 }
 
-// The rectangle [l, r) x [t, b) turned by angle (a general one) about its
-// centre.
-template <class RUN>
-i64 RasterTurnedRect(i64 l, i64 t, i64 r, i64 b, double angle, std::vector<RUN>& runs) {
-  const double xc = ((double)l + (double)r) * 0.5, yc = ((double)t + (double)b) * 0.5;
-  const double hw = ((double)r - (double)l) * 0.5, hh = ((double)b - (double)t) * 0.5;
-  const double c = std::cos(angle), s = std::sin(angle);
-  double px[4], py[4];
-  const double us[4] = {-hw, hw, hw, -hw}, vs[4] = {-hh, -hh, hh, hh};
-  for (int i = 0; i < 4; ++i) {
-    px[i] = xc + us[i] * c - vs[i] * s;
-    py[i] = yc + us[i] * s + vs[i] * c;
+// The pixel box [floor(xmin), floor(xmax) + 1) x [floor(ymin), floor(ymax)
+// + 1) of exact bounds; false when it is not finite or leaves the 32-bit
+// plane (the box's right and bottom must fit too).
+bool PixelBox(const Bounds& bd, RECT* border, const char** why) {
+  if (!(std::isfinite(bd.xmin) && std::isfinite(bd.xmax) && std::isfinite(bd.ymin) &&
+        std::isfinite(bd.ymax))) {
+    *why = "CEllipse: the shape's coordinates are not finite numbers";
+    return false;
   }
-  double ymin = *std::min_element(py, py + 4), ymax = *std::max_element(py, py + 4);
-  double xmin = *std::min_element(px, px + 4), xmax = *std::max_element(px, px + 4);
-  auto section = [&](double y, double* xa, double* xb) {
-    double lo = xmax, hi = xmin;
-    for (int i = 0; i < 4; ++i) {
-      int j = (i + 1) & 3;
-      double ya = py[i], yb = py[j];
-      if (ya == yb) {
-        if (y == ya) {
-          lo = std::min(lo, std::min(px[i], px[j]));
-          hi = std::max(hi, std::max(px[i], px[j]));
-        }
-        continue;
-      }
-      if ((y < ya && y < yb) || (y > ya && y > yb)) continue;
-      double x = px[i] + (y - ya) * (px[j] - px[i]) / (yb - ya);
-      lo = std::min(lo, x);
-      hi = std::max(hi, x);
+  const double lo = (double)kMinCoord, hi = (double)kMaxCoord;
+  if (!(bd.xmin >= lo && bd.ymin >= lo && bd.xmax < hi && bd.ymax < hi)) {
+    *why = "CEllipse: the shape exceeds the 32-bit coordinate range";
+    return false;
+  }
+  border->left = (LONG)FloorI(bd.xmin);
+  border->top = (LONG)FloorI(bd.ymin);
+  border->right = (LONG)(FloorI(bd.xmax) + 1);
+  border->bottom = (LONG)(FloorI(bd.ymax) + 1);
+  return true;
+}
+
+// Checked bounds: the failure is recorded and thrown.
+void CheckBounds(const Bounds& bd) {
+  RECT border;
+  const char* why = nullptr;
+  if (!PixelBox(bd, &border, &why)) Fail(why);
+}
+
+// ---- ellipses by their conjugate semi-axes ---------------------------------------------
+
+// An ellipse about (cx, cy) as { cx + u U + v V : u^2 + v^2 <= 1 }, kept as
+// the Gram entries of its semi-axis vectors U and V: E = Ux^2 + Vx^2,
+// G = Uy^2 + Vy^2, F = Ux Uy + Vx Vy, and the area factor D = Ux Vy - Uy Vx.
+// Its half extents are sqrt(E) across and sqrt(G) down; on the line
+// y = cy + eta its cross-section is centred on cx + eta F / G with the half
+// width |D| sqrt(G - eta^2) / G.
+struct EllGeom {
+  double cx, cy, E, F, G, D;
+
+  EllGeom(const POINTD& centre, double a, double b, double tilt) {
+    double c, s;
+    Direction(tilt, &c, &s);
+    cx = centre.x;
+    cy = centre.y;
+    const double a2 = a * a, b2 = b * b;
+    E = a2 * c * c + b2 * s * s;
+    G = a2 * s * s + b2 * c * c;
+    F = (a2 - b2) * c * s;
+    D = a * b;
+  }
+  Bounds GetBounds() const {
+    const double hx = std::sqrt(E), hy = std::sqrt(G);
+    return Bounds{cx - hx, cy - hy, cx + hx, cy + hy};
+  }
+};
+
+// The cross-sections of a non-flat ellipse (G > 0), row after row.
+struct EllSection {
+  double cx, cy, g, fg, dg;
+  explicit EllSection(const EllGeom& e)
+      : cx(e.cx), cy(e.cy), g(e.G), fg(e.F / e.G), dg(std::fabs(e.D) / e.G) {}
+  void operator()(double y, double* xa, double* xb) const {
+    const double eta = y - cy;
+    const double q = g - eta * eta;
+    const double half = q > 0.0 ? dg * std::sqrt(q) : 0.0;
+    const double mid = cx + eta * fg;
+    *xa = mid - half;
+    *xb = mid + half;
+  }
+};
+
+// ---- convex polygons ------------------------------------------------------------------
+
+double Cross(const POINTD& o, const POINTD& a, const POINTD& b) {
+  return (a.x - o.x) * (b.y - o.y) - (a.y - o.y) * (b.x - o.x);
+}
+
+// The convex hull of n <= 4 points (monotone chain), corners only: 1 point
+// when all are equal, 2 when all lie on a line. Returns the hull's size.
+int Hull(const POINTD* pts, int n, POINTD* hull) {
+  POINTD p[4];
+  for (int i = 0; i < n; ++i) {  // insertion by x, then y
+    int j = i;
+    while (j > 0 && (pts[i].x < p[j - 1].x || (pts[i].x == p[j - 1].x && pts[i].y < p[j - 1].y))) {
+      p[j] = p[j - 1];
+      --j;
     }
-    if (lo > hi) lo = hi = xc;  // unreachable for a line within [ymin, ymax]
-    *xa = lo;
-    *xb = hi;
-  };
-  return RasterConvex(ymin, ymax, xmin, xmax, section, runs);
-}
-
-// The ellipse inscribed in [l, r) x [t, b), turned by angle about its centre.
-template <class RUN>
-i64 RasterTurnedEllipse(i64 l, i64 t, i64 r, i64 b, double angle, std::vector<RUN>& runs) {
-  const double xc = ((double)l + (double)r) * 0.5, yc = ((double)t + (double)b) * 0.5;
-  const double A = ((double)r - (double)l) * 0.5, B = ((double)b - (double)t) * 0.5;
-  const double c = std::cos(angle), s = std::sin(angle);
-  const double ia = 1.0 / (A * A), ib = 1.0 / (B * B);
-  // In centred coordinates the ellipse is P x^2 + 2 Q x y + R y^2 <= 1.
-  const double P = c * c * ia + s * s * ib;
-  const double Q = c * s * (ia - ib);
-  const double R = s * s * ia + c * c * ib;
-  const double hy = std::sqrt(A * A * s * s + B * B * c * c);
-  const double hx = std::sqrt(A * A * c * c + B * B * s * s);
-  auto section = [&](double y, double* xa, double* xb) {
-    double dy = y - yc;
-    double disc = Q * Q * dy * dy - P * (R * dy * dy - 1.0);
-    double root = disc > 0.0 ? std::sqrt(disc) : 0.0;
-    double mid = -Q * dy / P;
-    *xa = xc + mid - root / P;
-    *xb = xc + mid + root / P;
-  };
-  return RasterConvex(yc - hy, yc + hy, xc - hx, xc + hx, section, runs);
-}
-
-// Rectangles: upright, a quarter turn, or a general angle.
-template <class RUN>
-i64 RasterRect(const RECT& rc, double angle, std::vector<RUN>& runs, RECT* box) {
-  if (NoArea(rc, runs, box)) return rc.top;
-  const i64 l = rc.left, t = rc.top, r = rc.right, b = rc.bottom;
-  const i64 w = r - l, h = b - t;
-  AngleClass cls = ClassifyAngle(angle);
-  if (cls == kInvalid) Fail("CEllipse: the angle is not a finite number");
-  CheckRows(std::max(w, h));
-  i64 first;
-  if (cls == kUpright || (cls == kQuarter && w == h)) {
-    runs.assign((size_t)h, MakeRun<RUN>(l, r - 1));
-    first = t;
-  } else if (cls == kQuarter) {
-    // The exchanged rectangle, placed about the centre pixel as the upright
-    // ellipse places its runs: an even extent reaches one further left, and
-    // one further down.
-    const i64 cx = FloorHalf(l + r), cy = FloorHalf(t + b);
-    const i64 x1 = (h % 2 == 0) ? cx - h / 2 : cx - (h - 1) / 2;
-    const i64 x2 = x1 + h - 1;
-    first = (w % 2 == 0) ? cy - (w / 2 - 1) : cy - (w - 1) / 2;
-    if (first < kMinCoord || first + w - 1 > kMaxCoord || x1 < kMinCoord || x2 > kMaxCoord)
-      Fail("CEllipse: the turned shape exceeds the 32-bit coordinate range");
-    runs.assign((size_t)w, MakeRun<RUN>(x1, x2));
-  } else {
-    first = RasterTurnedRect(l, t, r, b, angle, runs);
+    p[j] = pts[i];
   }
-  SetBox(runs, first, box);
-  return first;
+  POINTD h[8];
+  int k = 0;
+  for (int i = 0; i < n; ++i) {  // lower hull
+    while (k >= 2 && Cross(h[k - 2], h[k - 1], p[i]) <= 0) --k;
+    h[k++] = p[i];
+  }
+  for (int i = n - 2, t = k + 1; i >= 0; --i) {  // upper hull
+    while (k >= t && Cross(h[k - 2], h[k - 1], p[i]) <= 0) --k;
+    h[k++] = p[i];
+  }
+  int m = k > 1 ? k - 1 : k;  // the last point repeats the first
+  if (m == 2 && h[0].x == h[1].x && h[0].y == h[1].y) m = 1;
+  for (int i = 0; i < m; ++i) hull[i] = h[i];
+  return m;
 }
+
+// One side of a convex polygon from its top corner to its bottom corner:
+// y never decreases along it. At(yc) is the side's x on the line yc, for yc
+// growing from call to call.
+struct Chain {
+  double x[5], y[5], slope[4];
+  int n = 0, e = 0;
+
+  void Add(const POINTD& p) {
+    x[n] = p.x;
+    y[n] = p.y;
+    if (n > 0) {
+      const double dy = y[n] - y[n - 1];
+      double s = dy > 0.0 ? (x[n] - x[n - 1]) / dy : 0.0;
+      slope[n - 1] = std::isfinite(s) ? s : 0.0;  // an edge too flat to matter
+    }
+    ++n;
+  }
+  double At(double yc) {
+    while (e < n - 2 && y[e + 1] <= yc) ++e;
+    if (n == 1) return x[0];
+    const double v = x[e] + (yc - y[e]) * slope[e];
+    const double lo = std::min(x[e], x[e + 1]), hi = std::max(x[e], x[e + 1]);
+    return v < lo ? lo : (v > hi ? hi : v);
+  }
+};
+
+struct PolySection {
+  Chain a, b;
+  void operator()(double y, double* xa, double* xb) {
+    const double u = a.At(y), v = b.At(y);
+    *xa = std::min(u, v);
+    *xb = std::max(u, v);
+  }
+};
+
+}  // namespace
+
+// ---- failures ---------------------------------------------------------------------------
+
+void Fail(const char* text) {
+  g_Error.SetLastError("%s", text);
+  throw ShapeFailure();
+}
+
+void CheckRows(i64 rows) {
+  if (rows > tqrgn::kMaxRows)
+    Fail("CEllipse: the shape has more rows than a region can hold");
+}
+
+void CheckFinite(double a, double b, const char* what) {
+  if (!std::isfinite(a) || !std::isfinite(b)) {
+    g_Error.SetLastError("%s is not a finite number", what);
+    throw ShapeFailure();
+  }
+}
+
+// ---- directions ---------------------------------------------------------------------------
+
+void Direction(double angle, double* c, double* s) {
+  const bool negative = angle < 0.0;
+  double a = std::fabs(angle);
+  if (a >= kTwoPi) a = std::fmod(a, kTwoPi);
+  int k = (int)(a / kQuarterPi);
+  if (k > 7) k = 7;
+  // The residue from the octant's nearer edge of octant 0's mirror image:
+  // even octants start at their lower edge, odd ones at their upper edge.
+  double phi = (k & 1) ? (double)(k + 1) * kQuarterPi - a : a - (double)k * kQuarterPi;
+  double u, v;
+  if (phi < kEps) {
+    u = 1.0;
+    v = 0.0;
+  } else if (phi > kQuarterPi - kEps) {
+    u = v = std::sqrt(0.5);
+  } else {
+    u = std::cos(phi);
+    v = std::sin(phi);
+  }
+  double x, y;
+  CEllipse::m_EllSepProc[k](u, v, x, y);
+  *c = x;
+  *s = negative ? -y : y;
+}
+
+// ---- the one-pixel line -------------------------------------------------------------------
+
+// Rows from the upper end down. With dy rows to go and adx columns, column
+// offset i lies on row round(i dy / adx) and row offset j on column
+// round(j adx / dy), ties to the upper row and the left column. Both are
+// followed by a quotient and remainder that grow by a fixed step per row,
+// so no product or division is formed inside the loop (operands stay below
+// 2^34).
+template <class RUN>
+i64 RasterLine(i64 x0, i64 y0, i64 x1, i64 y1, std::vector<RUN>& runs, RECT* box) {
+  if (y1 < y0 || (y1 == y0 && x1 < x0)) {
+    std::swap(x0, x1);
+    std::swap(y0, y1);
+  }
+  if (std::min(x0, x1) < kMinCoord || std::max(x0, x1) >= kMaxCoord || y0 < kMinCoord ||
+      y1 >= kMaxCoord)
+    Fail("CEllipse: the shape exceeds the 32-bit coordinate range");
+  const i64 dy = y1 - y0, dx = x1 - x0, adx = dx < 0 ? -dx : dx;
+  CheckRows(dy + 1);
+  runs.resize((size_t)(dy + 1));
+  RUN* out = runs.data();
+  if (dy == 0) {
+    out[0] = MakeRun<RUN>(x0, x1);
+  } else if (adx <= dy) {
+    // One pixel per row: i_j = floor((2 j adx + c) / 2dy), c = dy - 1 rounds
+    // a tie down (left, going right), c = dy rounds it up (left, going left).
+    const i64 den = 2 * dy, step = 2 * adx;
+    i64 q = 0, r = dx >= 0 ? dy - 1 : dy;
+    for (i64 j = 0; j <= dy; ++j) {
+      const i64 x = dx >= 0 ? x0 + q : x0 - q;
+      out[j] = MakeRun<RUN>(x, x);
+      r += step;
+      if (r >= den) {
+        r -= den;
+        ++q;
+      }
+    }
+  } else {
+    // One run per row: row j starts at column offset
+    // floor(adx (2j - 1) / 2dy) + 1 and ends before the next row's start.
+    const i64 den = 2 * dy, sq = (2 * adx) / den, sr = (2 * adx) % den;
+    i64 q = adx / den, r = adx % den;  // row 1's start, less one
+    i64 start = 0;
+    for (i64 j = 0; j <= dy; ++j) {
+      const i64 end = j == dy ? adx : q;  // q + 1 is row j + 1's start
+      out[j] = dx >= 0 ? MakeRun<RUN>(x0 + start, x0 + end) : MakeRun<RUN>(x0 - end, x0 - start);
+      start = q + 1;
+      q += sq;
+      r += sr;
+      if (r >= den) {
+        r -= den;
+        ++q;
+      }
+    }
+  }
+  if (box) {
+    box->left = (LONG)std::min(x0, x1);
+    box->top = (LONG)y0;
+    box->right = (LONG)(std::max(x0, x1) + 1);
+    box->bottom = (LONG)(y1 + 1);
+  }
+  return y0;
+}
+
+namespace {
+
+// The pixel that holds the end p of a segment running towards q, taken
+// from just inside the segment: an end on a pixel edge belongs to the pixel
+// the segment enters, so a w x h rectangle squashed flat is a line of w (or
+// h) pixels.
+i64 EndPixel(double p, double q) { return q < p ? CeilI(p) - 1 : FloorI(p); }
+
+// A shape squashed onto the segment pq: the one-pixel line between the
+// pixels that hold its ends (the pixel that holds p when q is p).
+template <class RUN>
+i64 RasterSegment(const POINTD& p, const POINTD& q, std::vector<RUN>& runs, RECT* box) {
+  CheckBounds(Bounds{std::min(p.x, q.x), std::min(p.y, q.y), std::max(p.x, q.x), std::max(p.y, q.y)});
+  return RasterLine(EndPixel(p.x, q.x), EndPixel(p.y, q.y), EndPixel(q.x, p.x), EndPixel(q.y, p.y), runs, box);
+}
+
+}  // namespace
+
+// ---- turned ellipses and convex polygons ---------------------------------------------------
+
+template <class RUN>
+i64 RasterTurnedEllipse(const POINTD& centre, double a, double b, double tilt,
+                        std::vector<RUN>& runs, RECT* box) {
+  CheckFinite(centre.x, centre.y, "CEllipse: the ellipse's centre");
+  CheckFinite(a, b, "CEllipse: a semi-axis of the ellipse");
+  CheckFinite(tilt, 0.0, "CEllipse: the angle");
+  a = std::fabs(a);
+  b = std::fabs(b);
+  const EllGeom geom(centre, a, b, tilt);
+  const Bounds bd = geom.GetBounds();
+  CheckBounds(bd);
+  if (a == 0.0 || b == 0.0 || !(geom.G > 0.0)) {
+    // A segment along the longer axis (a point when both are 0).
+    double c, s;
+    Direction(tilt, &c, &s);
+    double ux = a * c, uy = a * s;
+    if (b > a) {
+      ux = -b * s;
+      uy = b * c;
+    }
+    if (a != 0.0 && b != 0.0) {  // flat beyond double precision: along x
+      ux = std::sqrt(geom.E);
+      uy = 0.0;
+    }
+    return RasterSegment(POINTD(centre.x - ux, centre.y - uy), POINTD(centre.x + ux, centre.y + uy), runs, box);
+  }
+  EllSection section(geom);
+  return RasterSections(bd, section, runs, box);
+}
+
+template <class RUN>
+i64 RasterPolygon(const POINTD* pts, int n, std::vector<RUN>& runs, RECT* box) {
+  RECT border;
+  if (!CEllipse::GetRectBorder(pts, n, border)) throw ShapeFailure();
+  POINTD h[4];
+  const int m = Hull(pts, n, h);
+  if (m == 1) return RasterSegment(h[0], h[0], runs, box);
+  if (m == 2) return RasterSegment(h[0], h[1], runs, box);
+  // The top corner (least y, then least x) and the bottom one (greatest y,
+  // then greatest x); the two chains walk from one to the other.
+  int top = 0, bottom = 0;
+  for (int i = 1; i < m; ++i) {
+    if (h[i].y < h[top].y || (h[i].y == h[top].y && h[i].x < h[top].x)) top = i;
+    if (h[i].y > h[bottom].y || (h[i].y == h[bottom].y && h[i].x > h[bottom].x)) bottom = i;
+  }
+  PolySection section;
+  for (int i = top;; i = (i + 1) % m) {
+    section.a.Add(h[i]);
+    if (i == bottom) break;
+  }
+  for (int i = top;; i = (i + m - 1) % m) {
+    section.b.Add(h[i]);
+    if (i == bottom) break;
+  }
+  Bounds bd{h[0].x, h[top].y, h[0].x, h[bottom].y};
+  for (int i = 1; i < m; ++i) {
+    bd.xmin = std::min(bd.xmin, h[i].x);
+    bd.xmax = std::max(bd.xmax, h[i].x);
+  }
+  return RasterSections(bd, section, runs, box);
+}
+
+// ---- the midpoint cores -------------------------------------------------------------------
+
+namespace {
 
 // The walk of MidPointCircle, into a plain vector.
 void CircleWidths(int r, std::vector<int>& w) {
@@ -335,6 +545,48 @@ std::vector<int>& Scratch() {
   return widths;
 }
 
+// The centre of a rectangle and its half sides, in doubles.
+POINTD CentreOf(const RECT& rc) {
+  return POINTD(((double)rc.left + (double)rc.right) * 0.5, ((double)rc.top + (double)rc.bottom) * 0.5);
+}
+
+}  // namespace
+
+// ---- upright and turned rectangles and ellipses -----------------------------------------------
+
+template <class RUN>
+i64 RasterRect(const RECT& rc, double angle, std::vector<RUN>& runs, RECT* box) {
+  if (NoArea(rc, runs, box)) return rc.top;
+  const i64 l = rc.left, t = rc.top, r = rc.right, b = rc.bottom;
+  const i64 w = r - l, h = b - t;
+  AngleClass cls = ClassifyAngle(angle);
+  if (cls == kInvalid) Fail("CEllipse: the angle is not a finite number");
+  i64 first;
+  if (cls == kUpright || (cls == kQuarter && w == h)) {
+    CheckRows(h);
+    runs.assign((size_t)h, MakeRun<RUN>(l, r - 1));
+    first = t;
+  } else if (cls == kQuarter) {
+    // The exchanged rectangle, placed about the centre pixel as the upright
+    // ellipse places its runs: an even extent reaches one further left, and
+    // one further down.
+    CheckRows(w);
+    const i64 cx = FloorHalf(l + r), cy = FloorHalf(t + b);
+    const i64 x1 = (h % 2 == 0) ? cx - h / 2 : cx - (h - 1) / 2;
+    const i64 x2 = x1 + h - 1;
+    first = (w % 2 == 0) ? cy - (w / 2 - 1) : cy - (w - 1) / 2;
+    if (first < kMinCoord || first + w - 1 >= kMaxCoord || x1 < kMinCoord || x2 >= kMaxCoord)
+      Fail("CEllipse: the shape exceeds the 32-bit coordinate range");
+    runs.assign((size_t)w, MakeRun<RUN>(x1, x2));
+  } else {
+    POINTD corners[4];
+    CEllipse::RotateRect(rc, angle, corners);
+    return RasterPolygon(corners, 4, runs, box);
+  }
+  SetBox(runs, first, box);
+  return first;
+}
+
 template <class RUN>
 i64 RasterEllipse(const RECT& rc, double angle, std::vector<RUN>& runs, RECT* box) {
   if (NoArea(rc, runs, box)) return rc.top;
@@ -346,7 +598,6 @@ i64 RasterEllipse(const RECT& rc, double angle, std::vector<RUN>& runs, RECT* bo
     return t;
   }
   if (w < 3 || h < 3) return RasterRect(rc, angle, runs, box);
-  CheckRows(std::max(w, h));
 
   const int a = (int)(w / 2 - (w % 2 == 0 ? 1 : 0));
   const int bb = (int)(h / 2 - (h % 2 == 0 ? 1 : 0));
@@ -355,29 +606,32 @@ i64 RasterEllipse(const RECT& rc, double angle, std::vector<RUN>& runs, RECT* bo
   i64 first = t;
   i64 across = w, down = h;  // extents of the shape as drawn
   if (w == h) {
+    CheckRows(h);
     CircleWidths(a, widths);
   } else {
     AngleClass cls = ClassifyAngle(angle);
     if (cls == kInvalid) Fail("CEllipse: the angle is not a finite number");
     if (cls == kUpright) {
+      CheckRows(h);
       EllipseWidths(a, bb, widths);
     } else if (cls == kQuarter) {
+      CheckRows(w);
       EllipseWidths(bb, a, widths);
       across = h;
       down = w;
       first = cy - a;
     } else {
-      i64 f = RasterTurnedEllipse(l, t, r, b, angle, runs);
-      SetBox(runs, f, box);
-      return f;
+      return RasterTurnedEllipse(CentreOf(rc), (double)w * 0.5, (double)h * 0.5, angle, runs, box);
     }
   }
 
   const size_t n = widths.size();
   const size_t total = (down % 2 == 0) ? 2 * n : 2 * n - 1;
-  if (first < kMinCoord || first + (i64)total - 1 > kMaxCoord ||
-      cx - across / 2 < kMinCoord || cx + across / 2 > kMaxCoord)
-    Fail("CEllipse: the turned shape exceeds the 32-bit coordinate range");
+  // Runs reach from cx - across / 2 to cx + (across - 1) / 2; the box's
+  // right and bottom must fit as well.
+  if (first < kMinCoord || first + (i64)total - 1 >= kMaxCoord ||
+      cx - across / 2 < kMinCoord || cx + (across - 1) / 2 >= kMaxCoord)
+    Fail("CEllipse: the shape exceeds the 32-bit coordinate range");
   runs.resize(total);
   RUN* out = runs.data();
   const i64 extra = (across % 2 == 0) ? 1 : 0;  // an even extent reaches one further left
@@ -399,70 +653,23 @@ i64 RasterEllipse(const RECT& rc, double angle, std::vector<RUN>& runs, RECT* bo
   return first;
 }
 
-// Runs the producer and turns failures into the empty result. Returns the
-// first row, or the rectangle's top on failure.
-template <class Producer, class RUN>
-int Guarded(const RECT& rc, std::vector<RUN>& runs, RECT* box, Producer produce, bool* ok) {
-  *ok = false;
-  try {
-    i64 first = produce();
-    *ok = true;
-    return (int)first;
-  } catch (const std::bad_alloc&) {
-    g_Error.SetLastError("CEllipse: not enough memory for the runs of the shape");
-  } catch (const std::length_error&) {
-    g_Error.SetLastError("CEllipse: not enough memory for the runs of the shape");
-  } catch (const ShapeFailure&) {
-    // text already recorded
-  }
-  std::vector<RUN>().swap(runs);
-  if (box) box->left = box->top = box->right = box->bottom = 0;
-  return rc.top;
-}
+// The producers for both run records.
+#define TQELL_INSTANTIATE(RUN)                                                                    \
+  template i64 RasterEllipse<RUN>(const RECT&, double, std::vector<RUN>&, RECT*);                \
+  template i64 RasterRect<RUN>(const RECT&, double, std::vector<RUN>&, RECT*);                   \
+  template i64 RasterTurnedEllipse<RUN>(const POINTD&, double, double, double, std::vector<RUN>&, \
+                                        RECT*);                                                  \
+  template i64 RasterPolygon<RUN>(const POINTD*, int, std::vector<RUN>&, RECT*);                 \
+  template i64 RasterLine<RUN>(i64, i64, i64, i64, std::vector<RUN>&, RECT*);
+TQELL_INSTANTIATE(POINT)
+TQELL_INSTANTIATE(RSRUN)
+#undef TQELL_INSTANTIATE
 
-// The region form: runs and box straight into the piece, the box made
-// inclusive, one run per row. An empty shape is the valid empty piece with
-// an all-zero box: shrinking its empty box by one would make it invalid.
-template <class Producer>
-BOOL IntoPiece(const RECT& rc, RSRLINE& rst, Producer produce) {
-  RECT box;
-  bool ok;
-  std::vector<RSRUN>& runs = rst.arRun.vec();
-  Guarded(rc, runs, &box, [&] { return produce(runs, &box); }, &ok);
-  if (ok && !runs.empty()) {
-    try {
-      rst.arCount.vec().assign(runs.size(), 1);
-      box.right -= 1;
-      box.bottom -= 1;
-      rst.rcBox = box;
-      return TRUE;
-    } catch (const std::bad_alloc&) {
-      g_Error.SetLastError("CEllipse: not enough memory for the runs of the shape");
-    }
-  }
-  rst.arRun.RemoveAll();
-  rst.arCount.RemoveAll();
-  rst.rcBox.left = rst.rcBox.top = rst.rcBox.right = rst.rcBox.bottom = 0;
-  return FALSE;
-}
+}  // namespace tqell
 
-// The array form: the runs straight into the caller's array.
-template <class Producer>
-int IntoArray(const RECT& rc, CArray<POINT, POINT>& runs, RECT* box, Producer produce) {
-  bool ok;
-  std::vector<POINT>& v = runs.vec();
-  return Guarded(rc, v, box, [&] { return produce(v, box); }, &ok);
-}
+using namespace tqell;
 
-// The two upright-or-turned shapes as producers for either run type.
-auto EllipseOf(const RECT& rc, double angle) {
-  return [&rc, angle](auto& runs, RECT* box) { return RasterEllipse(rc, angle, runs, box); };
-}
-auto RectOf(const RECT& rc, double angle) {
-  return [&rc, angle](auto& runs, RECT* box) { return RasterRect(rc, angle, runs, box); };
-}
-
-}  // namespace
+// ---- the interface: cores, upright and turned shapes ---------------------------------------------
 
 void CEllipse::MidPointCircle(int r, CArray<int, int>& widths) {
   try {
@@ -484,30 +691,165 @@ void CEllipse::MidPointEllipse(int a, int b, CArray<int, int>& widths) {
 
 int CEllipse::MidPointEllipseLine(const CRect& rect, double angle, CArray<POINT, POINT>& runs,
                                   RECT* box) {
-  return IntoArray(rect, runs, box, [&](std::vector<POINT>& v, RECT* vbox) {
+  return IntoArray(rect.top, runs, box, [&](std::vector<POINT>& v, RECT* vbox) {
     if (!std::isfinite(angle)) Fail("CEllipse: the angle is not a finite number");
     if (NoArea(rect, v, vbox)) return (i64)rect.top;
-    const i64 l = rect.left, t = rect.top, r = rect.right, b = rect.bottom;
-    i64 f = RasterTurnedEllipse(l, t, r, b, angle, v);
-    SetBox(v, f, vbox);
-    return f;
+    return RasterTurnedEllipse(CentreOf(rect), ((double)rect.right - rect.left) * 0.5,
+                               ((double)rect.bottom - rect.top) * 0.5, angle, v, vbox);
   });
 }
 
 int CEllipse::EllipseRasterLine(const CRect& rect, double angle, CArray<POINT, POINT>& runs,
                                 RECT* box) {
-  return IntoArray(rect, runs, box, EllipseOf(rect, angle));
+  return IntoArray(rect.top, runs, box,
+                   [&](auto& v, RECT* b) { return RasterEllipse(rect, angle, v, b); });
 }
 
 BOOL CEllipse::EllipseRasterLine(const RECT& rect, double angle, RSRLINE& rst) {
-  return IntoPiece(rect, rst, EllipseOf(rect, angle));
+  return IntoPiece(rect.top, rst, [&](auto& v, RECT* b) { return RasterEllipse(rect, angle, v, b); });
 }
 
 int CEllipse::RectRasterLine(const RECT& rect, double angle, CArray<POINT, POINT>& runs,
                              RECT* box) {
-  return IntoArray(rect, runs, box, RectOf(rect, angle));
+  return IntoArray(rect.top, runs, box,
+                   [&](auto& v, RECT* b) { return RasterRect(rect, angle, v, b); });
 }
 
 BOOL CEllipse::RectRasterLine(const RECT& rect, double angle, RSRLINE& rst) {
-  return IntoPiece(rect, rst, RectOf(rect, angle));
+  return IntoPiece(rect.top, rst, [&](auto& v, RECT* b) { return RasterRect(rect, angle, v, b); });
+}
+
+// ---- the interface: ellipse geometry -----------------------------------------------------------
+
+void CEllipse::EllSep0(double u, double v, double& x, double& y) { x = u; y = v; }
+void CEllipse::EllSep1(double u, double v, double& x, double& y) { x = v; y = u; }
+void CEllipse::EllSep2(double u, double v, double& x, double& y) { x = -v; y = u; }
+void CEllipse::EllSep3(double u, double v, double& x, double& y) { x = -u; y = v; }
+void CEllipse::EllSep4(double u, double v, double& x, double& y) { x = -u; y = -v; }
+void CEllipse::EllSep5(double u, double v, double& x, double& y) { x = -v; y = -u; }
+void CEllipse::EllSep6(double u, double v, double& x, double& y) { x = v; y = -u; }
+void CEllipse::EllSep7(double u, double v, double& x, double& y) { x = u; y = -v; }
+
+const ELLSEPPROC CEllipse::m_EllSepProc[8] = {&CEllipse::EllSep0, &CEllipse::EllSep1,
+                                              &CEllipse::EllSep2, &CEllipse::EllSep3,
+                                              &CEllipse::EllSep4, &CEllipse::EllSep5,
+                                              &CEllipse::EllSep6, &CEllipse::EllSep7};
+
+void CEllipse::RotateRect(const RECT& rect, double angle, POINTD* corners) {
+  ASSERT(corners != nullptr);
+  if (!corners) return;
+  const POINTD c = CentreOf(rect);
+  const double hw = ((double)rect.right - rect.left) * 0.5, hh = ((double)rect.bottom - rect.top) * 0.5;
+  double cs = 1.0, sn = 0.0;
+  if (std::isfinite(angle)) Direction(angle, &cs, &sn);
+  const double us[4] = {-hw, hw, hw, -hw}, vs[4] = {-hh, -hh, hh, hh};
+  for (int i = 0; i < 4; ++i)
+    corners[i] = POINTD(c.x + us[i] * cs - vs[i] * sn, c.y + us[i] * sn + vs[i] * cs);
+}
+
+BOOL CEllipse::GetEllipseParam(const RECTD& rect, const ATransform& trans, POINTD& centre,
+                               double& a, double& b, double& angle) {
+  const TransMatrix& m = trans.GetMatrix();
+  const double v[10] = {rect.left, rect.top, rect.right, rect.bottom, m.m11, m.m12, m.m21, m.m22, m.dx, m.dy};
+  for (double x : v)
+    if (!std::isfinite(x)) {
+      g_Error.SetLastError("CEllipse: the rectangle or the transform is not a finite number");
+      return FALSE;
+    }
+  const double A = std::fabs(rect.right - rect.left) * 0.5, B = std::fabs(rect.bottom - rect.top) * 0.5;
+  double cx = (rect.left + rect.right) * 0.5, cy = (rect.top + rect.bottom) * 0.5;
+  trans.CalcPoint(cx, cy);
+  // The images of the semi-axes, U of the horizontal one and V of the
+  // vertical one; their Gram matrix [E F; F G] has the eigenvalues a^2 and
+  // b^2, and a b = |det [U; V]|.
+  const double ux = A * m.m11, uy = A * m.m12, vx = B * m.m21, vy = B * m.m22;
+  const double E = ux * ux + vx * vx, G = uy * uy + vy * vy, F = ux * uy + vx * vy;
+  const double det = m.m11 * m.m22 - m.m12 * m.m21;  // exactly 0 for a singular transform
+  const double D = std::fabs(A * B * det);
+  const double ra = std::sqrt((E + G) * 0.5 + std::hypot((E - G) * 0.5, F));
+  const double rb = ra > 0.0 ? std::min(D / ra, ra) : 0.0;
+  double t = 0.5 * std::atan2(2.0 * F, E - G);
+  if (t < 0.0) t += kPi;
+  if (t >= kPi) t -= kPi;
+  if (!(std::isfinite(cx) && std::isfinite(cy) && std::isfinite(ra) && std::isfinite(rb))) {
+    g_Error.SetLastError("CEllipse: the transformed ellipse exceeds the range of numbers");
+    return FALSE;
+  }
+  centre = POINTD(cx, cy);
+  a = ra;
+  b = rb;
+  angle = t;
+  return TRUE;
+}
+
+BOOL CEllipse::GetEllipseBorder(const POINTD& centre, double a, double b, double angle, RECT& border) {
+  if (!(std::isfinite(centre.x) && std::isfinite(centre.y) && std::isfinite(a) && std::isfinite(b) &&
+        std::isfinite(angle))) {
+    g_Error.SetLastError("CEllipse: the shape's coordinates are not finite numbers");
+    return FALSE;
+  }
+  const Bounds bd = EllGeom(centre, std::fabs(a), std::fabs(b), angle).GetBounds();
+  const char* why = nullptr;
+  if (!PixelBox(bd, &border, &why)) {
+    g_Error.SetLastError("%s", why);
+    return FALSE;
+  }
+  return TRUE;
+}
+
+BOOL CEllipse::GetRectBorder(const POINTD* corners, int count, RECT& border) {
+  ASSERT(corners != nullptr && count >= 1);
+  if (!corners || count < 1) {
+    g_Error.SetLastError("CEllipse: no corners given");
+    return FALSE;
+  }
+  Bounds bd{corners[0].x, corners[0].y, corners[0].x, corners[0].y};
+  for (int i = 1; i < count; ++i) {
+    // NaN is kept: it fails PixelBox.
+    if (!(corners[i].x >= bd.xmin)) bd.xmin = corners[i].x;
+    if (!(corners[i].x <= bd.xmax)) bd.xmax = corners[i].x;
+    if (!(corners[i].y >= bd.ymin)) bd.ymin = corners[i].y;
+    if (!(corners[i].y <= bd.ymax)) bd.ymax = corners[i].y;
+  }
+  const char* why = nullptr;
+  if (!PixelBox(bd, &border, &why)) {
+    g_Error.SetLastError("%s", why);
+    return FALSE;
+  }
+  return TRUE;
+}
+
+POINTD CEllipse::EllipsePoint(const POINTD& centre, double a, double b, double angle, double theta) {
+  a = std::fabs(a);
+  b = std::fabs(b);
+  double c = 1.0, s = 0.0, ct = 1.0, st = 0.0;
+  if (std::isfinite(theta)) Direction(theta, &c, &s);
+  if (std::isfinite(angle)) Direction(angle, &ct, &st);
+  // The direction in the ellipse's own axes, and the radius along it:
+  // r = a b / |(b cos, a sin)|.
+  const double cu = c * ct + s * st, su = s * ct - c * st;
+  const double den = std::hypot(b * cu, a * su);
+  const double r = den > 0.0 ? a * b / den : std::max(a, b);
+  return POINTD(centre.x + r * c, centre.y + r * s);
+}
+
+BOOL CEllipse::GetEllBoundary(const POINTD& centre, double a, double b, double angle, double y,
+                              double& x1, double& x2) {
+  if (!(std::isfinite(centre.x) && std::isfinite(centre.y) && std::isfinite(a) && std::isfinite(b) &&
+        std::isfinite(angle) && std::isfinite(y)))
+    return FALSE;
+  const EllGeom geom(centre, std::fabs(a), std::fabs(b), angle);
+  const double eta = y - geom.cy;
+  if (!(geom.G > 0.0)) {
+    // Flat: the horizontal segment through the centre.
+    if (eta != 0.0) return FALSE;
+    const double hx = std::sqrt(geom.E);
+    x1 = geom.cx - hx;
+    x2 = geom.cx + hx;
+    return TRUE;
+  }
+  if (eta * eta > geom.G) return FALSE;
+  const EllSection section(geom);
+  section(y, &x1, &x2);
+  return TRUE;
 }
