@@ -102,7 +102,8 @@ bool Failed(const char* what) {
 // ---- the motif ----------------------------------------------------------------------------
 
 // The motif in tile coordinates (T = tile side): a rosette of eight turned
-// ellipse petals around a twelve-point star, a ring of dots, diamonds
+// ellipse petals around a twelve-point star, sheared and turned ellipse
+// leaves (a transform each) and parallelograms, a ring of dots, diamonds
 // (turned squares) on the tile's corners and edge middles, so that they
 // cross the seams, and a round cut-out in the rosette's heart.
 bool BuildMotif(int T, CRstLines& design, int* shapes) {
@@ -120,6 +121,28 @@ bool BuildMotif(int T, CRstLines& design, int* shapes) {
     const RECT rc = {(LONG)px - hw, (LONG)py - hh, (LONG)px + hw, (LONG)py + hh};
     if (!CEllipse::EllipseRasterLine(rc, a, petal)) return Failed("an ellipse petal");
     if (!add(petal)) return false;
+  }
+  // Leaves: sheared ellipses turned towards the centre, between the petals;
+  // and parallelograms from three corners further out.
+  for (int k = 0; k < 8; ++k) {
+    const double a = (k + 0.5) * M_PI / 4, r = (k % 2 ? 0.33 : 0.30) * T;
+    const double lx = 0.055 * T, ly = 0.02 * T;
+    ATransform t;
+    t.Shear(0.0, 0.5);
+    t.Rotate(a);
+    t.Translation(c + r * std::cos(a), c + r * std::sin(a));
+    RSRLINE leaf;
+    const RECTD rc = {-lx, -ly, lx, ly};
+    if (!CEllipse::EllipseRasterLine(rc, t, leaf)) return Failed("a transformed leaf");
+    if (!add(leaf)) return false;
+  }
+  for (int k = 0; k < 4; ++k) {
+    const double a = k * M_PI / 2 + M_PI / 4, r = 0.47 * T, s = 0.025 * T;
+    const double px = c + r * std::cos(a), py = c + r * std::sin(a);
+    const POINT corners[3] = {{(LONG)(px - s), (LONG)(py - s)}, {(LONG)(px + s), (LONG)(py - s / 2)},
+                              {(LONG)(px - s / 2), (LONG)(py + s)}};
+    RSRLINE plg;
+    if (!CEllipse::PlgRasterLine(corners, plg) || !add(plg)) return Failed("a parallelogram");
   }
   std::vector<POINT> star;
   for (int k = 0; k < 24; ++k) {
@@ -346,7 +369,8 @@ int RunDemo(const DemoOptions& o) {
   // The summary.
   const double raw = (double)W * H;
   std::printf("\n  %-34s %s\n", "shapes", std::to_string(shapes).c_str());
-  std::printf("  %-34s %d pieces in the array, %d connected\n", "tile region", (int)tile.GetData()->GetSize(),
+  const int inArray = (int)tile.GetData()->GetSize();
+  std::printf("  %-34s %d piece%s in the array, %d connected\n", "tile region", inArray, inArray == 1 ? "" : "s",
               (int)parts.a->GetSize());
   std::printf("  %-34s %lld runs, %lld px (%s%% of the tile)\n", "", runs, area, Number(100.0 * area / raw, 1).c_str());
   std::printf("  %-34s %d loops, %d points\n", "outlines", (int)sizes.GetSize(), (int)pts.GetSize());
