@@ -3,7 +3,8 @@
 # Usage: scripts/setup.sh [--fuzz]   (--fuzz adds clang and its runtime)
 set -euo pipefail
 pkgs=(cmake g++ make pkg-config libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev
-      libpng-dev libpixman-1-dev libagg-dev libtiff-dev libb64-dev libopencv-imgproc-dev)
+      libpng-dev libpixman-1-dev libagg-dev libtiff-dev libb64-dev libopencv-imgproc-dev
+      liblcms2-dev libgs-common)
 if [[ "${1:-}" == "--fuzz" ]]; then pkgs+=(clang libclang-rt-14-dev); fi
 missing=()
 for p in "${pkgs[@]}"; do

@@ -272,28 +272,6 @@ TEST(InkCount, AgreesWithPixelByPixelCount) {
   EXPECT_EQ(info.ullDots[3], 0u);
 }
 
-TEST(RGBToCMYK, GreyComponentReplacement) {
-  ARGBToCMYK e;
-  BYTE out[4];
-  EXPECT_FALSE(e.ConvertColor(RGB(1, 2, 3), out));  // not ready before Init
-  ASSERT_TRUE(e.Init());
-  std::mt19937 rng(8);
-  for (int iter = 0; iter < 20000; ++iter) {
-    const BYTE rgb[3] = {(BYTE)rng(), (BYTE)rng(), (BYTE)rng()};
-    ASSERT_TRUE(e.Convert(rgb, out, 1));
-    const int m = std::max({rgb[0], rgb[1], rgb[2]});
-    ASSERT_EQ(out[3], 255 - m);
-    for (int c = 0; c < 3; ++c)
-      ASSERT_LE(std::fabs(out[c] - (m == 0 ? 0 : (m - rgb[c]) * 255.0 / m)), 0.51)
-          << "rgb {" << (int)rgb[0] << ", " << (int)rgb[1] << ", " << (int)rgb[2] << "} channel " << c;
-  }
-  ASSERT_TRUE(e.ConvertColor(RGB(255, 0, 0), out));  // the packed form's channel order
-  EXPECT_TRUE(out[0] == 0 && out[1] == 255 && out[2] == 255 && out[3] == 0);
-  EXPECT_TRUE(!e.Convert(nullptr, out, 1) && e.Convert(nullptr, nullptr, 0));
-  e.Exit();
-  EXPECT_FALSE(e.IsReady());
-}
-
 struct ProgressLog {
   std::vector<int> positions;
   std::string text;

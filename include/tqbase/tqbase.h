@@ -19,6 +19,8 @@
 #include "tqbase/adocobj.h"
 #include "tqbase/profile.h"
 #include "tqbase/aundo.h"
+#include "tqbase/aclrobj.h"
+#include "tqbase/colorspace.h"
 #include "tqbase/argbtocmyk.h"
 #include "tqbase/inkcountinfo.h"
 #include "tqbase/statusprogress.h"

@@ -2,7 +2,12 @@
 // packed depths 1, 2 and 4 bits per pixel (8 bits need no map).
 #include "tqbase/inkcountinfo.h"
 
+#include "tqbase/acompress.h"
+
+#include <algorithm>
+#include <cstring>
 #include <mutex>
+#include <vector>
 
 namespace {
 
@@ -71,7 +76,9 @@ ULONGLONG CInkCountInfo::CountLevels(const BYTE* line, DWORD bytes, int bitsPerP
 }
 
 void CInkCountInfo::Reset() {
-  for (int i = 0; i < MAX_INKS; ++i) ullDots[i] = ullLevels[i] = 0;
+  for (int i = 0; i < MAX_INKS; ++i) ullDots[i] = ullLevels[i] = ullPixels[i] = 0;
+  std::memset(ullLevelPixels, 0, sizeof ullLevelPixels);
+  std::memset(nDepth, 0, sizeof nDepth);
 }
 
 BOOL CInkCountInfo::AddLine(int ink, const BYTE* line, DWORD bytes, int bitsPerPixel) {
@@ -79,5 +86,71 @@ BOOL CInkCountInfo::AddLine(int ink, const BYTE* line, DWORD bytes, int bitsPerP
   if (!line) return TRUE;
   ullDots[ink] += CountDots(line, bytes, bitsPerPixel);
   ullLevels[ink] += CountLevels(line, bytes, bitsPerPixel);
+  ullPixels[ink] += (ULONGLONG)bytes * (8 / bitsPerPixel);
+  nDepth[ink] = bitsPerPixel;
+  if (bitsPerPixel < 8) {
+    const int mask = (1 << bitsPerPixel) - 1;
+    for (DWORD i = 0; i < bytes; ++i)
+      for (int shift = 8 - bitsPerPixel; shift >= 0; shift -= bitsPerPixel) ++ullLevelPixels[ink][(line[i] >> shift) & mask];
+  }
   return TRUE;
+}
+
+BOOL CInkCountInfo::AddExpandedLine(int ink, const BYTE* pixels, DWORD count, int bitsPerPixel) {
+  if (ink < 0 || ink >= MAX_INKS || DepthIndex(bitsPerPixel) < 0 || (!pixels && count > 0)) return FALSE;
+  const unsigned top = bitsPerPixel == 8 ? 255u : (1u << bitsPerPixel) - 1;
+  ULONGLONG dots = 0, levels = 0;
+  for (DWORD i = 0; i < count; ++i) {
+    const unsigned v = std::min<unsigned>(pixels[i], top);
+    dots += v != 0;
+    levels += v;
+    if (bitsPerPixel < 8) ++ullLevelPixels[ink][v];
+  }
+  ullDots[ink] += dots;
+  ullLevels[ink] += levels;
+  ullPixels[ink] += count;
+  nDepth[ink] = bitsPerPixel;
+  return TRUE;
+}
+
+BOOL CInkCountInfo::AddCodedLine(int ink, const BYTE* stream, DWORD length, DWORD pixels, int bitsPerPixel) {
+  if (ink < 0 || ink >= MAX_INKS || DepthIndex(bitsPerPixel) < 0 || !stream || !length || !pixels) return FALSE;
+  if (bitsPerPixel == 1) {
+    // Counted on the runs: the blank pixels, without decoding the line.
+    const unsigned char blank = 0;
+    const unsigned long zeros = ACompress::CalcMono(1, 12, (int)pixels, 1, stream, length, &blank);
+    // Counting both values tells whether the runs hold exactly `pixels`.
+    const unsigned char one = 1;
+    const unsigned long ones = ACompress::CalcMono(1, 12, (int)pixels, 1, stream, length, &one);
+    if ((ULONGLONG)zeros + ones != pixels) return FALSE;
+    ullDots[ink] += ones;
+    ullLevels[ink] += ones;
+    ullPixels[ink] += pixels;
+    ullLevelPixels[ink][0] += zeros;
+    ullLevelPixels[ink][1] += ones;
+    nDepth[ink] = 1;
+    return TRUE;
+  }
+  std::vector<BYTE> line((size_t)pixels);
+  unsigned long n = pixels;
+  bool ok;
+  if (bitsPerPixel == 2)
+    ok = ACompress::UnPack2(stream, length, pixels, line.data()) != 0;
+  else if (bitsPerPixel == 4)
+    ok = ACompress::UnComp_RLE4(stream, length, line.data(), pixels, n) != 0;
+  else
+    ok = ACompress::UnComp_RLE8(stream, length, line.data(), pixels, n) != 0;
+  if (!ok || n != pixels) return FALSE;
+  return AddExpandedLine(ink, line.data(), pixels, bitsPerPixel);
+}
+
+double CInkCountInfo::Coverage(int ink) const {
+  if (ink < 0 || ink >= MAX_INKS || ullPixels[ink] == 0) return 0.0;
+  return 100.0 * (double)ullDots[ink] / (double)ullPixels[ink];
+}
+
+double CInkCountInfo::InkAmount(int ink) const {
+  if (ink < 0 || ink >= MAX_INKS || ullPixels[ink] == 0 || nDepth[ink] == 0) return 0.0;
+  const double top = nDepth[ink] == 8 ? 255.0 : (double)((1 << nDepth[ink]) - 1);
+  return 100.0 * (double)ullLevels[ink] / ((double)ullPixels[ink] * top);
 }
