@@ -6,7 +6,9 @@
 //   time, a cut-out subtracted -> folded into the tile -> grown for bleed
 //   across the repeat's seams -> traced into outlines -> a byte mask ->
 //   every line run-length coded (8-bit format), packed to 1 bit per pixel
-//   and LZW-coded -> pictures: the tile, the repeat 3 x 3, the outlines.
+//   and LZW-coded -> pictures: the tile, the repeat 3 x 3, the outlines ->
+//   an RGB rendering separated into the planes of an ink mode through the
+//   ICC colour engine, with the coverage of each plane.
 //
 // Everything goes into --out (tqbase-demo/ by default); the summary goes
 // to stdout with the time of every step. Large blocks come from the
@@ -20,6 +22,7 @@
 #include "command.h"
 #include "image_io.h"
 #include "progress.h"
+#include "separate.h"
 
 #include <tqbase/tqbase.h>
 
@@ -366,6 +369,54 @@ int RunDemo(const DemoOptions& o) {
   }
   steps.Stop();
 
+  // An RGB rendering of the tile (at the repeat picture's size): each
+  // connected piece in a colour of a textile palette on a cream ground;
+  // separated into the planes of the ink mode through the colour engine.
+  steps.Start("rendered and separated into inks");
+  const int mode = tqtool::FindInkMode(o.mode);
+  if (mode < 0) {
+    std::fprintf(stderr, "tqbase demo: unknown ink mode '%s'\n", o.mode.c_str());
+    return 2;
+  }
+  CRstLines smallTile;
+  if (!CRstLines::Resample(&smallTile, &tile, &small, nullptr, nullptr, &full)) return Failed("resampling"), 1;
+  Array pieces;
+  if (!smallTile.IsEmpty() && !(pieces.a = CRstLines::DivideUp(smallTile.GetData()))) return Failed("splitting"), 1;
+  tqtool::Image rgb;
+  rgb.width = (uint32_t)pw;
+  rgb.height = (uint32_t)ph;
+  rgb.depth = 24;
+  rgb.pixels.resize((size_t)pw * ph * 3);
+  for (size_t i = 0; i < (size_t)pw * ph; ++i) {
+    rgb.pixels[3 * i] = 247;
+    rgb.pixels[3 * i + 1] = 241;
+    rgb.pixels[3 * i + 2] = 227;
+  }
+  static const unsigned char kPalette[4][3] = {{178, 34, 52}, {39, 64, 139}, {214, 160, 40}, {20, 120, 110}};
+  const RECT smallRect = {0, 0, pw, ph};
+  std::vector<unsigned char> piece((size_t)pw * ph);
+  for (int k = 0; pieces.a && k < pieces.a->GetSize(); ++k) {
+    std::fill(piece.begin(), piece.end(), 0);
+    if (!CRstLines::SetRasterMaskInBuf(piece.data(), smallRect, (*pieces.a)[k], 1)) return Failed("drawing"), 1;
+    const unsigned char* c = kPalette[k % 4];
+    for (size_t i = 0; i < piece.size(); ++i)
+      if (piece[i]) std::memcpy(&rgb.pixels[3 * i], c, 3);
+  }
+  std::vector<tqtool::Plane> planes;
+  if (!tqtool::WritePng(dir + "design-rgb.png", rgb, err) || !tqtool::Separate(rgb, mode, planes, &err)) {
+    std::fprintf(stderr, "tqbase demo: %s\n", err.c_str());
+    return 1;
+  }
+  CInkCountInfo coverage;
+  for (size_t i = 0; i < planes.size(); ++i) {
+    for (int y = 0; y < ph; ++y) coverage.AddExpandedLine((int)i, &planes[i].ink.pixels[(size_t)y * pw], (DWORD)pw, 8);
+    if (!tqtool::WritePng(dir + "ink-" + planes[i].name + ".png", tqtool::InkPicture(planes[i].ink), err)) {
+      std::fprintf(stderr, "tqbase demo: %s\n", err.c_str());
+      return 1;
+    }
+  }
+  steps.Stop();
+
   // The summary.
   const double raw = (double)W * H;
   std::printf("\n  %-34s %s\n", "shapes", std::to_string(shapes).c_str());
@@ -380,6 +431,14 @@ int RunDemo(const DemoOptions& o) {
   std::printf("  %-34s %14lld %10s\n", "packed 1 bit a pixel", (long long)(packedStride * H),
               Number(packedStride * H / raw, 4).c_str());
   std::printf("  %-34s %14lld %10s\n", "LZW of the packed lines", lzwBytes, Number(lzwBytes / raw, 4).c_str());
+  CString modeName;
+  AClrObj::GetInkModeName(modeName, mode);
+  std::printf("\n  %-34s %10s %10s\n", ("inks (" + std::string(modeName.GetString()) + ")").c_str(), "coverage", "ink");
+  for (size_t i = 0; i < planes.size(); ++i)
+    std::printf("  %-34s %9s%% %9s%%\n", (planes[i].name + " " + AClrObj::ColorName(planes[i].code, 1).GetString()).c_str(),
+                Number(coverage.Coverage((int)i), 2).c_str(), Number(coverage.InkAmount((int)i), 2).c_str());
+  std::printf("  %-34s %s -> %s\n", "colour engine", g_RGBtoCMYK.GetRgbProfileName().GetString(),
+              g_RGBtoCMYK.GetCmykProfileName().GetString());
   std::printf("\n  %-34s %10s\n", "step", "ms");
   double total = 0;
   for (const StepTime& t : steps.Times()) {
@@ -387,7 +446,8 @@ int RunDemo(const DemoOptions& o) {
     total += t.ms;
   }
   std::printf("  %-34s %10s\n", "total", Number(total, 1).c_str());
-  std::printf("\n  wrote %s: tile.png, repeat-3x3.png, outlines.svg, mask-rle8.tqrl, mask-1bit.raw, mask-lzw.tqlw\n",
+  std::printf("\n  wrote %s: tile.png, repeat-3x3.png, outlines.svg, mask-rle8.tqrl, mask-1bit.raw, mask-lzw.tqlw,\n"
+              "  design-rgb.png and ink-<plane>.png for each plane\n",
               o.out.c_str());
   return 0;
 }
