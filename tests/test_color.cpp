@@ -355,3 +355,40 @@ TEST(InkCoverage, AgreesWithABruteForceCountAtEveryDepth) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(ColourGroup, ColoursWithInkValuesSurviveAFile) {
+  AClrGroup g("Spring", 8);  // CMYKcm+1SPOT: 7 planes
+  const BYTE rose[8] = {0, 180, 40, 0, 255, 0, 90, 0};
+  ASSERT_TRUE(g.Add("Rose", RGB(230, 80, 120), rose));
+  ASSERT_TRUE(g.Add("Leaf", RGB(40, 140, 60), nullptr));
+  EXPECT_FALSE(g.Add("rose", RGB(0, 0, 0), nullptr));  // names are compared without case
+  EXPECT_FALSE(g.Add("a|b", RGB(0, 0, 0), nullptr));
+  EXPECT_FALSE(g.Add("", RGB(0, 0, 0), nullptr));
+  EXPECT_EQ(g.Find("LEAF"), 1);
+  const std::string path = (std::filesystem::temp_directory_path() / "tqcolor-group.ini").string();
+  ASSERT_TRUE(g.Save(path.c_str()));
+  AClrGroup back;
+  ASSERT_TRUE(back.Load(path.c_str()));
+  EXPECT_EQ(Str(back.GetName()), "Spring");
+  EXPECT_EQ(back.GetInkMode(), 8);
+  ASSERT_EQ(back.GetCount(), 2);
+  EXPECT_EQ(back.GetAt(0)->rgb, RGB(230, 80, 120));
+  EXPECT_EQ(std::memcmp(back.GetAt(0)->inks, rose, 7), 0);
+  EXPECT_EQ(back.GetAt(0)->inks[7], 0);  // beyond the mode's planes
+  // A malformed entry leaves the group as it was.
+  {
+    std::ofstream f(path);
+    f << "[ClrGroup]\nName=X\nInkMode=1\nCount=1\nColor0=Bad|ZZZZZZ|1 2 3 4\n";
+  }
+  EXPECT_FALSE(back.Load(path.c_str()));
+  EXPECT_EQ(back.GetCount(), 2);
+  EXPECT_NE(LastError().find("malformed"), std::string::npos);
+  std::remove(path.c_str());
+  back.SetInkMode(1);
+  EXPECT_EQ(back.GetAt(0)->inks[4], 0);  // planes the new mode lacks are cleared
+  EXPECT_TRUE(back.Remove(1) && back.GetCount() == 1 && !back.Remove(5));
+}
+
+}  // namespace

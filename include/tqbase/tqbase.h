@@ -21,6 +21,7 @@
 #include "tqbase/aundo.h"
 #include "tqbase/aclrobj.h"
 #include "tqbase/colorspace.h"
+#include "tqbase/aclrgroup.h"
 #include "tqbase/argbtocmyk.h"
 #include "tqbase/inkcountinfo.h"
 #include "tqbase/statusprogress.h"
