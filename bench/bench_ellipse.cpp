@@ -16,6 +16,10 @@
 #include <vector>
 
 #ifdef TQBENCH_HAVE_AGG
+// AGG's headers warn under -O2 about locals its rasterizer fills before use.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wunused-parameter"
 #include <agg_conv_stroke.h>
 #include <agg_conv_transform.h>
 #include <agg_dda_line.h>
@@ -24,6 +28,7 @@
 #include <agg_rasterizer_scanline_aa.h>
 #include <agg_scanline_bin.h>
 #include <agg_trans_affine.h>
+#pragma GCC diagnostic pop
 #endif
 
 namespace {
