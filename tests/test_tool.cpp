@@ -209,6 +209,33 @@ TEST(Tool, DemoOutputsAgreeWithEachOther) {
   ASSERT_TRUE(png_image_begin_read_from_file(&png, (dir + "/repeat-3x3.png").c_str()));
   EXPECT_EQ(png.width % 3, 0u);
   png_image_free(&png);
+
+  // Each ink plane's coverage in the summary is that of its picture (ink
+  // dark on white), when the colour engine has its profiles here.
+  std::istringstream lines(demo.out);
+  std::string line;
+  int planes = 0;
+  while (std::getline(lines, line)) {
+    std::istringstream words(line);
+    std::string shortName, longName, cov;
+    if (!(words >> shortName) || line.find('%') == std::string::npos || line.find("inks") != std::string::npos) continue;
+    const std::string file = dir + "/ink-" + shortName + ".png";
+    if (!std::filesystem::exists(file)) continue;
+    const double want = std::stod(line.substr(line.find_last_of(' ', line.find('%')) + 1));
+    std::memset(&png, 0, sizeof png);
+    png.version = PNG_IMAGE_VERSION;
+    ASSERT_TRUE(png_image_begin_read_from_file(&png, file.c_str()));
+    png.format = PNG_FORMAT_GRAY;
+    std::vector<unsigned char> ink(PNG_IMAGE_SIZE(png));
+    ASSERT_TRUE(png_image_finish_read(&png, nullptr, ink.data(), 0, nullptr));
+    long long inked = 0;
+    for (unsigned char v : ink) inked += v != 255;
+    EXPECT_NEAR(100.0 * inked / (double)ink.size(), want, 0.006) << shortName;
+    ++planes;
+  }
+  if (demo.out.find("colour engine") != std::string::npos) {
+    EXPECT_GE(planes, 4) << demo.out;
+  }
 #endif
   std::filesystem::remove_all(dir);
 }
