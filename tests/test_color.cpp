@@ -267,7 +267,7 @@ TEST(ColorEngine, DefaultProfilesSeparateAndFailuresKeepThePrevious) {
   EXPECT_EQ(c8, c8b);
   EXPECT_EQ(c8, c8q);
   for (size_t i = 0; i < c8.size(); ++i) EXPECT_NEAR(c16[i] / 257.0, c8[i], 1.5) << i;
-  // The reverse direction comes back near the original.
+  // The reverse direction comes back near the input colours.
   std::vector<BYTE> back(3 * 500);
   ASSERT_TRUE(e.ConvertToRGB(c8.data(), back.data(), 500));
   double err = 0;

@@ -262,6 +262,15 @@ void Depths(const RunRows& rr, const std::vector<int>& label, int n, const Gaps&
   }
 }
 
+// The connected pieces of a prepared operand, in DivideUp's order.
+void Components(const Operand& src, PieceList& pieces) {
+  RunRows rr;
+  Collect(src, kPlane, rr);
+  std::vector<int> label;
+  const int n = LabelRuns(rr, label);
+  BuildPieces(rr, label, n, nullptr, pieces);
+}
+
 bool IsValidOrFail(const RSRLINE* p, const char* op) {
   return p && CRstLines::IsValid(p) ? true : Fail(op, kInvalidRegion);
 }
@@ -278,12 +287,8 @@ CRasterArray* CRstLines::DivideUp(const CRasterArray* arr) {
   Guarded(op, [&] {
     Operand src;
     if (!src.Prepare(arr)) return Fail(op, kInvalidRegion);
-    RunRows rr;
-    Collect(src, kPlane, rr);
-    std::vector<int> label;
-    const int n = LabelRuns(rr, label);
     PieceList pieces;
-    BuildPieces(rr, label, n, nullptr, pieces);
+    Components(src, pieces);
     OwnedArray out = NewArray();
     pieces.MoveTo(out.get());
     result = out.release();
@@ -298,12 +303,8 @@ BOOL CRstLines::DivideUp(const RSRLINE* piece, CRasterArray& out) {
   return Guarded(op, [&] {
     Operand src;
     if (!src.Prepare(piece)) return Fail(op, kInvalidRegion);
-    RunRows rr;
-    Collect(src, kPlane, rr);
-    std::vector<int> label;
-    const int n = LabelRuns(rr, label);
     PieceList pieces;
-    BuildPieces(rr, label, n, nullptr, pieces);
+    Components(src, pieces);
     ReserveFor(out.vec(), (long long)out.GetSize() + pieces.Size());
     for (RSRLINE* p : pieces.Get()) out.Add(p);  // within the reserved room
     pieces.Disown();
