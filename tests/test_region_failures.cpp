@@ -359,3 +359,30 @@ TEST(RegionFailures, Morphology) {
     return CRstLines::Resample(&w.dst, &w.a, &size) != FALSE;
   }, Operands);
 }
+
+// Shapes, the codecs' work buffers and the colour engine's loading fail
+// the same way: false, a text, nothing leaked.
+TEST(RegionFailures, ShapesCodecsAndColour) {
+  DriveToSuccess("shapes", [](World&) {
+    ATransform t;
+    t.Shear(0.3, 0.1);
+    t.Rotate(0.7);
+    RSRLINE ellipse, plg, arc;
+    const POINT corners[3] = {{0, 0}, {90, 10}, {20, 70}};
+    const bool ok = CEllipse::EllipseRasterLine(RECTD(0, 0, 120, 50), t, ellipse) &&
+                    CEllipse::PlgRasterLine(corners, plg) && CEllipse::MidPointArc(RECT{0, 0, 80, 60}, 0.3, 2.5, arc);
+    return ok;
+  }, [](World&) { return std::vector<Snapshot>(); });
+  static std::vector<unsigned char> line(3000), z(7000), back(3100);  // made before any failure
+  for (size_t i = 0; i < line.size(); ++i) line[i] = (unsigned char)(i * 7 / 13);
+  DriveToSuccess("LZW lines", [](World&) {
+    unsigned long zl = 0, bl = 0;
+    return ACompress::Comp_LZW(line.data(), line.size(), z.data(), z.size(), zl) &&
+           ACompress::UnComp_LZW(z.data(), zl, back.data(), back.size(), bl) && bl == line.size();
+  }, [](World&) { return std::vector<Snapshot>(); });
+  DriveToSuccess("colour engine", [](World&) {
+    ARGBToCMYK e;
+    BYTE cmyk[4];
+    return e.Init() && e.ConvertColor(RGB(10, 200, 30), cmyk);
+  }, [](World&) { return std::vector<Snapshot>(); });
+}

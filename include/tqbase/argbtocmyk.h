@@ -23,6 +23,7 @@
 #include "tqbase/tqbasexp.h"
 
 #include <memory>
+#include <mutex>
 
 class TQBASE_API ARGBToCMYK {
 public:
@@ -76,8 +77,9 @@ public:
 
 private:
   std::shared_ptr<Impl> Current() const;
-  struct State;
-  State* m_state;
+  void Install(std::shared_ptr<Impl> impl);
+  mutable std::mutex m_lock;   // guards m_cur
+  std::shared_ptr<Impl> m_cur;  // the loaded pair; null when not ready
 };
 
 extern TQBASE_API ARGBToCMYK g_RGBtoCMYK;

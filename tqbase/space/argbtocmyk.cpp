@@ -14,16 +14,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <new>
 #include <string>
 
 #ifdef TQBASE_HAVE_LCMS2
 #include <lcms2.h>
 #endif
-
-struct ARGBToCMYK::State {
-  mutable std::mutex m;
-  std::shared_ptr<Impl> cur;
-};
 
 namespace {
 
@@ -39,7 +35,14 @@ namespace {
 
 thread_local std::string t_lcmsError;
 
-void LcmsErrors(cmsContext, cmsUInt32Number, const char* text) { t_lcmsError = text ? text : ""; }
+// Called from inside Little CMS: nothing may be thrown through it.
+void LcmsErrors(cmsContext, cmsUInt32Number, const char* text) noexcept {
+  try {
+    t_lcmsError = text ? text : "";
+  } catch (...) {
+    t_lcmsError.clear();
+  }
+}
 
 void InstallErrorHandler() {
   static std::once_flag once;
@@ -111,7 +114,14 @@ namespace {
 // the profiles either way.
 std::shared_ptr<ARGBToCMYK::Impl> Build(cmsHPROFILE rgb, cmsHPROFILE cmyk, int intent, bool bpc,
                                           const std::string& rgbWhat, const std::string& cmykWhat) {
-  auto impl = std::make_shared<ARGBToCMYK::Impl>();
+  std::shared_ptr<ARGBToCMYK::Impl> impl;
+  try {
+    impl = std::make_shared<ARGBToCMYK::Impl>();
+  } catch (...) {
+    if (rgb) cmsCloseProfile(rgb);
+    if (cmyk) cmsCloseProfile(cmyk);
+    throw;
+  }
   impl->rgb = rgb;
   impl->cmyk = cmyk;
   impl->intent = intent;
@@ -155,31 +165,29 @@ struct ARGBToCMYK::Impl {};
 
 #endif
 
-ARGBToCMYK::ARGBToCMYK() : m_state(new State) {}
+ARGBToCMYK::ARGBToCMYK() {}
 
-ARGBToCMYK::~ARGBToCMYK() {
-  Exit();
-  delete m_state;
-}
+ARGBToCMYK::~ARGBToCMYK() { Exit(); }
 
 std::shared_ptr<ARGBToCMYK::Impl> ARGBToCMYK::Current() const {
-  std::lock_guard<std::mutex> lock(m_state->m);
-  return m_state->cur;
+  std::lock_guard<std::mutex> lock(m_lock);
+  return m_cur;
+}
+
+void ARGBToCMYK::Install(std::shared_ptr<Impl> impl) {
+  std::lock_guard<std::mutex> lock(m_lock);
+  m_cur.swap(impl);  // the old pair goes when the last conversion using it ends
 }
 
 BOOL ARGBToCMYK::IsReady() const { return Current() != nullptr; }
 
-void ARGBToCMYK::Exit() {
-  std::shared_ptr<Impl> old;
-  std::lock_guard<std::mutex> lock(m_state->m);
-  old.swap(m_state->cur);
-}
+void ARGBToCMYK::Exit() { Install(nullptr); }
 
 BOOL ARGBToCMYK::Init() { return SetProfiles(nullptr, nullptr); }
 
 #ifdef TQBASE_HAVE_LCMS2
 
-BOOL ARGBToCMYK::SetProfiles(const char* rgbPath, const char* cmykPath, int intent, BOOL bpc) {
+BOOL ARGBToCMYK::SetProfiles(const char* rgbPath, const char* cmykPath, int intent, BOOL bpc) try {
   InstallErrorHandler();
   t_lcmsError.clear();
   std::string cmykFile = cmykPath && *cmykPath ? cmykPath : DefaultCmykPath();
@@ -192,13 +200,15 @@ BOOL ARGBToCMYK::SetProfiles(const char* rgbPath, const char* cmykPath, int inte
   cmsHPROFILE cmyk = cmsOpenProfileFromFile(cmykFile.c_str(), "r");
   auto impl = Build(rgb, cmyk, intent, bpc != FALSE, builtIn ? "(built-in sRGB)" : std::string(rgbPath), cmykFile);
   if (!impl) return FALSE;
-  std::lock_guard<std::mutex> lock(m_state->m);
-  m_state->cur = impl;
+  Install(impl);
   return TRUE;
+} catch (const std::bad_alloc&) {
+  g_Error.SetLastError("%s: out of memory", kOp);
+  return FALSE;
 }
 
 BOOL ARGBToCMYK::SetProfilesFromMemory(const void* rgb, DWORD rgbSize, const void* cmyk, DWORD cmykSize, int intent,
-                                       BOOL bpc) {
+                                       BOOL bpc) try {
   InstallErrorHandler();
   t_lcmsError.clear();
   if (!cmyk || !cmykSize || (!rgb && rgbSize)) {
@@ -209,9 +219,11 @@ BOOL ARGBToCMYK::SetProfilesFromMemory(const void* rgb, DWORD rgbSize, const voi
   cmsHPROFILE c = cmsOpenProfileFromMem(cmyk, cmykSize);
   auto impl = Build(r, c, intent, bpc != FALSE, rgb ? "(memory block)" : "(built-in sRGB)", "(memory block)");
   if (!impl) return FALSE;
-  std::lock_guard<std::mutex> lock(m_state->m);
-  m_state->cur = impl;
+  Install(impl);
   return TRUE;
+} catch (const std::bad_alloc&) {
+  g_Error.SetLastError("%s: out of memory", kOp);
+  return FALSE;
 }
 
 CString ARGBToCMYK::GetRgbProfileName() const {
