@@ -85,7 +85,7 @@ TEST(Tool, EveryCommandHasHelpWithExamplesAndUsageErrorsExitWithTwo) {
   // A failure of the work itself is status 1, with the command's name.
   const ToolRun fail = Tool("rle decode /nonexistent/file.tqrl out.png");
   EXPECT_EQ(fail.status, 1) << fail.out;
-  EXPECT_NE(fail.out.find("tqbase"), std::string::npos);
+  EXPECT_NE(fail.out.find("tqbase rle decode: "), std::string::npos) << fail.out;
 }
 
 std::vector<unsigned char> ReadAll(const std::string& path) {

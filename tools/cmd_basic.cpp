@@ -25,7 +25,7 @@ using namespace tqtool;
 namespace {
 
 int Fail(const std::string& message) {
-  std::fprintf(stderr, "tqbase: %s\n", message.c_str());
+  std::fprintf(stderr, "tqbase %s: %s\n", tqtool::CommandName().c_str(), message.c_str());
   tqtool::ToolExit(1);
   return 1;
 }

@@ -54,7 +54,7 @@ bool WriteFile(const std::string& path, const Bytes& data) {
 }
 
 int Error(const std::string& text) {
-  std::cerr << "tqbase: " << text << "\n";
+  std::cerr << "tqbase " << tqtool::CommandName() << ": " << text << "\n";
   tqtool::ToolExit(1);
   return 1;
 }

@@ -101,8 +101,9 @@ bool StdinIsTerminal() {
 #endif
 }
 
+// message starts with the command's name ("cycle: ...").
 int Fail(const std::string& message) {
-  std::cerr << "tqbase: " << message << "\n";
+  std::cerr << "tqbase " << message << "\n";
   tqtool::ToolExit(1);
   return 1;
 }

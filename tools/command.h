@@ -31,6 +31,10 @@ std::string LastErrorText(const char* fallback = "unknown error");
 // each (every subcommand has some).
 void Examples(CLI::App* cmd, std::initializer_list<const char*> lines);
 
+// The command being run, as typed ("rle decode"), for error texts:
+// "tqbase <command>: <text>".
+const std::string& CommandName();
+
 // Sets the process exit code that main() returns after the callbacks ran:
 // 0 success, 1 failure (the message on stderr), 2 wrong usage.
 void ToolExit(int code);

@@ -18,7 +18,24 @@ std::vector<std::pair<std::string, SetupFn>>& Registry() {
   return r;
 }
 int g_exitCode = 0;
+std::string g_command;
 }  // namespace
+
+const std::string& CommandName() { return g_command; }
+
+// The subcommand path named by the arguments (a command and, when it has
+// one by that name, its subcommand).
+void FindCommandName(CLI::App& app, int argc, char** argv) {
+  CLI::App* at = &app;
+  for (int i = 1; i < argc && i < 3; ++i) {
+    try {
+      at = at->get_subcommand(argv[i]);
+    } catch (const CLI::Error&) {
+      return;
+    }
+    g_command += (g_command.empty() ? "" : " ") + std::string(argv[i]);
+  }
+}
 
 CommandRegistrar::CommandRegistrar(const char* order, SetupFn setup) {
   Registry().emplace_back(order, setup);
@@ -57,6 +74,7 @@ int main(int argc, char** argv) {
   std::stable_sort(reg.begin(), reg.end(),
                    [](const auto& a, const auto& b) { return a.first < b.first; });
   for (auto& entry : reg) entry.second(app);
+  tqtool::FindCommandName(app, argc, argv);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
