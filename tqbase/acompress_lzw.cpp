@@ -175,35 +175,106 @@ struct LzwEntry {
   const unsigned char* p;  // earlier output, or kSingles for codes 0..255
   ulong length;
 };
-const ulong kDictBytes = kDictEntries * sizeof(LzwEntry);
+// The entries of codes 256 and 257 carry a length that no output holds, so
+// that the fast step's room check hands them to the general step.
+const ulong kNoString = ~(ulong)0 >> 2;
+// One entry beyond the last string: the fast step prepares the entry of the
+// next free code before that code's string is known.
+const ulong kDictBytes = (kDictEntries + 1) * sizeof(LzwEntry);
 
-// The 256 single-byte strings, padded so that an 8-byte block read from
-// any of them stays inside.
+// Fast copies move a string as one 16-byte block and, when it is longer,
+// 32-byte blocks after it: up to kBlock - 1 bytes past its end are read and
+// written. (Noise lines hold strings of one to three bytes, mask lines runs
+// of tens; bench: BM_LzwDecode_Ours.)
+const ulong kBlock = 32;
+
+// The 256 single-byte strings, padded so that a block read from any of
+// them stays inside.
 struct Singles {
-  unsigned char v[264];
+  unsigned char v[256 + kBlock];
   constexpr Singles() : v() {
     for (int i = 0; i < 256; ++i) v[i] = (unsigned char)i;
   }
 };
 constexpr Singles kSingles;
 
-// Copies a string of len bytes to `to` (room bytes of capacity from there)
-// from earlier output or kSingles, which never overlaps the string's
-// destination. Short strings move as one 8- or 16-byte block when the
-// capacity allows: the block's excess lies beyond the string, where the
-// next string (or the spare bytes of the capacity rule) goes.
-inline void CopyString(const unsigned char* from, unsigned char* to, ulong len, ulong room) {
-  if (len <= 8 && room >= 8) {
-    uint64_t v;
-    std::memcpy(&v, from, 8);
-    std::memcpy(to, &v, 8);
-  } else if (len <= 16 && room >= 16) {
-    uint64_t v[2];
-    std::memcpy(v, from, 16);
-    std::memcpy(to, v, 16);
-  } else {
-    std::memcpy(to, from, len);
+// Copies len >= 1 bytes in whole blocks. The source may run into the
+// destination (the string being defined): every block reads only bytes
+// that are final by then or lie past the string's end.
+inline void CopyBlocks(const unsigned char* from, unsigned char* to, ulong len) {
+  uint64_t head[2];
+  std::memcpy(head, from, 16);
+  std::memcpy(to, head, 16);
+  for (ulong k = 16; k < len; k += 32) {
+    uint64_t v[4];
+    std::memcpy(v, from + k, 32);
+    std::memcpy(to + k, v, 32);
   }
+}
+
+// Copies a string of len bytes to `to` (room bytes of capacity from there)
+// from earlier output or kSingles, for the general step: whole blocks when
+// the capacity allows, else exactly.
+inline void CopyString(const unsigned char* from, unsigned char* to, ulong len, ulong room) {
+  if (len + kBlock <= room)
+    CopyBlocks(from, to, len);
+  else
+    std::memmove(to, from, len);
+}
+
+// The decoder's state between steps. Every string is a slice of the output
+// written so far (the previous string plus one byte), so an entry is a
+// pointer and a length.
+struct DecodeState {
+  unsigned char* dst;
+  ulong cap;
+  LzwEntry* dict;
+  ulong w;        // bytes written
+  ulong prevOff;  // the previous string is dst[prevOff, prevOff + prevLen)
+  ulong prevLen;
+  unsigned next;  // the next free code
+};
+
+// The fast step, for as long as `codes` gives codes that need none of the
+// general step's rules: a string of the dictionary (or the one being
+// defined) that fits with a block to spare. It stops in front of any other
+// code, leaving it unread.
+//
+// Its entry for the next free code is made before the code is read: that
+// entry is always the previous string plus the first byte of the current
+// one, which is written next, at the previous string's end. For the
+// string being defined (code == next) that byte is the previous string's
+// own first byte, so it is stored there first; any other string's copy
+// overwrites it. No branch tells the two cases apart (bench:
+// BM_LzwDecode_Ours).
+template <class Codes>
+inline void FastSteps(DecodeState& s, Codes& codes) {
+  if (s.cap < 4 * kBlock) return;
+  // A string ending at or below fastEnd leaves room for its last block and
+  // for the 6 spare bytes of the capacity rule.
+  const ulong fastEnd = s.cap - kBlock;
+  unsigned char* const dst = s.dst;
+  LzwEntry* const dict = s.dict;
+  ulong w = s.w, prevOff = s.prevOff;
+  unsigned next = s.next;
+  dict[next] = LzwEntry{dst + prevOff, s.prevLen + 1};
+  unsigned c;
+  while (codes.Peek(c)) {
+    if (c > next) break;
+    const LzwEntry e = dict[c];
+    const ulong wNew = w + e.length;
+    if (wNew > fastEnd) break;
+    dst[w] = dst[prevOff];
+    CopyBlocks(e.p, dst + w, e.length);
+    prevOff = w;
+    w = wNew;
+    dict[++next] = LzwEntry{dst + prevOff, e.length + 1};
+    codes.Advance();
+  }
+  s.w = w;
+  s.prevOff = prevOff;
+  s.prevLen = dict[next].length - 1;
+  s.next = next;
 }
 
 // The codes of an array, in order.
@@ -214,6 +285,23 @@ public:
     if (m_i == m_n) return false;
     code = m_codes[m_i++];
     return true;
+  }
+  // Fast steps for the codes that may still add strings.
+  void Fast(DecodeState& s) {
+    struct Window {
+      const unsigned short* codes;
+      ulong i, end;
+      bool Peek(unsigned& c) const {
+        if (i == end) return false;
+        c = codes[i];
+        return true;
+      }
+      void Advance() { ++i; }
+    };
+    const ulong room = kDictEntries - s.next;
+    Window win{m_codes, m_i, m_n - m_i < room ? m_n : m_i + room};
+    FastSteps(s, win);
+    m_i = win.i;
   }
 
 private:
@@ -232,9 +320,7 @@ public:
   bool Next(unsigned& code) {
     const ulong p = (ulong)(m_bit >> 3);
     if (TQ_LIKELY(m_len >= 8 && p <= m_len - 8)) {
-      uint64_t word;
-      std::memcpy(&word, m_src + p, 8);
-      code = (unsigned)((ToBigEndian64(word) << (unsigned)(m_bit & 7)) >> (64 - m_width));
+      code = Cut(m_bit, m_width);
     } else if (!Tail(p, code)) {
       return false;
     }
@@ -255,10 +341,59 @@ public:
     return true;
   }
 
-private:
-  static uint64_t ToBigEndian64(uint64_t v) {
-    return ((uint64_t)ToBigEndian((uint32_t)v) << 32) | ToBigEndian((uint32_t)(v >> 32));
+  // Fast steps over the codes that lie wholly in 64-bit loads, one width
+  // at a time (the width is a constant of the loop), as many as may still
+  // add strings. The fast step takes neither clear nor end codes, so the
+  // width schedule only counts.
+  void Fast(DecodeState& s) {
+    if (m_len < 8) return;
+    const uint64_t bitLimit = (uint64_t)(m_len - 7) * 8;  // codes starting below load 8 whole bytes
+    for (;;) {
+      uint64_t n = m_widen - m_number;
+      const uint64_t room = kDictEntries - s.next;
+      if (n > room) n = room;
+      if (m_bit >= bitLimit || n == 0) return;
+      uint64_t end = m_bit + n * m_width;
+      if (end > bitLimit) end = bitLimit;
+      const uint64_t start = m_bit;
+      switch (m_width) {
+        case 9: Run<9>(s, end); break;
+        case 10: Run<10>(s, end); break;
+        case 11: Run<11>(s, end); break;
+        default: Run<12>(s, end); break;
+      }
+      m_number += (m_bit - start) / m_width;
+      if (m_number == m_widen) m_widen = WidenAt(++m_width);
+      if (m_bit < end) return;  // stopped in front of a code for the general step
+    }
   }
+
+private:
+  template <unsigned W>
+  void Run(DecodeState& s, uint64_t end) {
+    struct Window {
+      const unsigned char* src;
+      uint64_t bit, end;
+      bool Peek(unsigned& c) const {
+        if (bit >= end) return false;
+        c = Cut(src, bit, W);
+        return true;
+      }
+      void Advance() { bit += W; }
+    };
+    Window win{m_src, m_bit, end};
+    FastSteps(s, win);
+    m_bit = win.bit;
+  }
+
+  // The code of `width` bits at bit position `bit`; 8 bytes from its byte
+  // on are readable.
+  static unsigned Cut(const unsigned char* src, uint64_t bit, unsigned width) {
+    uint64_t word;
+    std::memcpy(&word, src + (bit >> 3), 8);
+    return (unsigned)((ToBigEndian64(word) << (unsigned)(bit & 7)) >> (64 - width));
+  }
+  unsigned Cut(uint64_t bit, unsigned width) const { return Cut(m_src, bit, width); }
   bool Tail(ulong p, unsigned& code) const {
     if (m_len - p < 2 || p >= m_len) return false;
     const uint32_t b0 = m_src[p], b1 = m_src[p + 1], b2 = p + 2 < m_len ? m_src[p + 2] : 0;
@@ -275,7 +410,10 @@ private:
 };
 
 // Decodes the codes of in (at least one) into dst; the same results,
-// lengths and failures whichever source they come from.
+// lengths and failures whichever source they come from. Fast steps take
+// the common codes; the general step below takes one code with every rule
+// of the format (clears, the end, the string being defined, codes beyond
+// the dictionary, a full output or dictionary).
 template <class Codes>
 int DecodeLzw(Codes in, unsigned char* dst, ulong dstCap, ulong& dstLen, LzwEntry* dict) {
   dstLen = 0;
@@ -289,69 +427,62 @@ int DecodeLzw(Codes in, unsigned char* dst, ulong dstCap, ulong& dstLen, LzwEntr
   if (dstCap < 7) return Fail("ACompress::UnPack_LZW: output buffer of %lu bytes is too small", dstCap);
   const ulong limit = dstCap - 6;
   for (unsigned k = 0; k < 256; ++k) dict[k] = LzwEntry{kSingles.v + k, 1};
+  dict[kClear] = dict[kEnd] = LzwEntry{kSingles.v, kNoString};
   dst[0] = (unsigned char)c;
-  ulong prevOff = 0, prevLen = 1, w = 1;
-  unsigned next = kFirstCode;
+  DecodeState s{dst, dstCap, dict, 1, 0, 1, kFirstCode};
   enum { kOk, kFull, kTooMany } failure = kOk;
-  while (in.Next(c)) {
-    if (c - kClear < 2u || c >= next) {  // the rare codes: end, clear, a string being defined
-      if (c == kEnd) break;
-      if (c == kClear) {
-        bool more;
-        while ((more = in.Next(c)) && c == kClear) {
-        }
-        if (!more || c == kEnd) break;
-        if (c > kEnd) {
-          dstLen = w;
-          return Fail("ACompress::UnPack_LZW: code %u right after a clear", c);
-        }
-        if (w + 1 > limit) {
-          failure = kFull;
-          break;
-        }
-        next = kFirstCode;
-        prevOff = w;
-        prevLen = 1;
-        dst[w++] = (unsigned char)c;
-        continue;
+  for (;;) {
+    in.Fast(s);
+    if (!in.Next(c)) break;
+    if (c == kEnd) break;
+    if (c == kClear) {
+      bool more;
+      while ((more = in.Next(c)) && c == kClear) {
       }
-      // The previous string plus its own first byte (also for codes beyond
-      // the dictionary).
-      if (next - kFirstCode >= kMaxStrings) {
-        failure = kTooMany;
-        break;
+      if (!more || c == kEnd) break;
+      if (c > kEnd) {
+        dstLen = s.w;
+        return Fail("ACompress::UnPack_LZW: code %u right after a clear", c);
       }
-      const ulong len = prevLen + 1;
-      if (len > limit - w) {
+      if (s.w + 1 > limit) {
         failure = kFull;
         break;
       }
-      CopyString(dst + prevOff, dst + w, prevLen, dstCap - w);
-      dst[w + prevLen] = dst[prevOff];
-      dict[next++] = LzwEntry{dst + prevOff, len};
-      prevOff = w;
-      prevLen = len;
-      w += len;
+      s.next = kFirstCode;
+      s.prevOff = s.w;
+      s.prevLen = 1;
+      dst[s.w++] = (unsigned char)c;
       continue;
     }
-    // The new entry is the previous string and the first byte of this one,
-    // which starts right where the previous one ended.
-    if (next - kFirstCode >= kMaxStrings) {
+    if (s.next - kFirstCode >= kMaxStrings) {
       failure = kTooMany;
       break;
     }
-    const LzwEntry e = dict[c];
-    if (e.length > limit - w) {
+    // The new entry is the previous string and the first byte of this one,
+    // which starts right where the previous one ended. From the next free
+    // code on (codes beyond the dictionary too), this one is that entry.
+    LzwEntry e;
+    const bool defining = c >= s.next;
+    if (defining)
+      e = LzwEntry{dst + s.prevOff, s.prevLen + 1};
+    else
+      e = dict[c];
+    if (e.length > limit - s.w) {
       failure = kFull;
       break;
     }
-    CopyString(e.p, dst + w, e.length, dstCap - w);
-    dict[next++] = LzwEntry{dst + prevOff, prevLen + 1};
-    prevOff = w;
-    prevLen = e.length;
-    w += e.length;
+    if (defining) {
+      CopyString(dst + s.prevOff, dst + s.w, s.prevLen, dstCap - s.w);
+      dst[s.w + s.prevLen] = dst[s.prevOff];
+    } else {
+      CopyString(e.p, dst + s.w, e.length, dstCap - s.w);
+    }
+    dict[s.next++] = LzwEntry{dst + s.prevOff, s.prevLen + 1};
+    s.prevOff = s.w;
+    s.prevLen = e.length;
+    s.w += e.length;
   }
-  dstLen = w;
+  dstLen = s.w;
   if (failure == kTooMany)
     return Fail("ACompress::UnPack_LZW: more than %u strings since a clear", kMaxStrings);
   if (failure == kFull)

@@ -39,6 +39,15 @@ inline uint32_t ToBigEndian(uint32_t v) {
 #endif
 }
 
+inline uint64_t ToBigEndian64(uint64_t v) {
+  if (!LittleEndian()) return v;
+#if defined(__GNUC__)
+  return __builtin_bswap64(v);
+#else
+  return ((uint64_t)ToBigEndian((uint32_t)v) << 32) | ToBigEndian((uint32_t)(v >> 32));
+#endif
+}
+
 inline void StoreBE32(unsigned char* p, uint32_t v) {
   v = ToBigEndian(v);
   std::memcpy(p, &v, 4);
