@@ -320,6 +320,31 @@ TEST(ACompressLzwPlain, EncodersMatchTheModelAndThePlainStages) {
   for (size_t step : {254, 766, 1790}) EXPECT_EQ(lastNumbers.count(step), 1u) << step;
 }
 
+// Runs of one byte: the encoder takes a run a code at a time once the
+// dictionary holds its strings, so run lengths sweep past the stored run
+// strings (over 255 bytes) and past a round's clear, with runs of several
+// bytes interleaved and cut by single other bytes.
+TEST(ACompressLzwPlain, EncodersMatchTheModelOnLongRuns) {
+  std::mt19937 rng(53);
+  for (int iter = 0; iter < 12; ++iter) {
+    Bytes s;
+    const unsigned values = 1 + iter % 3;
+    while (s.size() < (iter < 4 ? 60000u : 250000u)) {
+      const unsigned char x = (unsigned char)(7 * (rng() % values));
+      size_t len = iter % 2 ? 1 + rng() % 700 : (rng() % 8 == 0 ? 20000 + rng() % 40000 : 1 + rng() % 300);
+      s.insert(s.end(), len, x);
+      if (rng() % 3 == 0) s.push_back((unsigned char)rng());
+    }
+    const ulong n = s.size();
+    ASSERT_EQ(Pack(s, 2 * n + 4), ModelCodes(s)) << "iter " << iter;
+    const Outcome want = PlainComp(s, 2 * n + 16);
+    ASSERT_EQ(want.ok, 1);
+    ASSERT_EQ(FastComp(s, 2 * n + 16), want) << "iter " << iter;
+    ASSERT_EQ(FastComp(s, want.len), PlainComp(s, want.len)) << "iter " << iter;
+    ASSERT_EQ(FastUnComp(want.bytes, n + 6), (Outcome{1, n, s})) << "iter " << iter;
+  }
+}
+
 TEST(ACompressLzwPlain, BitStreamMatchesBitByBit) {
   std::mt19937 rng(49);
   for (int iter = 0; iter < 400; ++iter) {

@@ -1,16 +1,19 @@
 // acompress_lzw.cpp - ACompress LZW (bytes <-> 16-bit codes <-> bit stream).
 //
-// Encoder: the (prefix, byte) pairs live in an open-addressed hash whose
-// 32-bit entries hold pair and code together, so one load answers a probe;
-// in front of it every code remembers the extension it was last seen with,
-// which answers the steps inside a run of equal bytes without hashing.
-// Comp_LZW runs the encoder straight into a 64-bit bit accumulator rather
-// than through a code array; stream, result and failure rules are those of
-// Pack_LZW followed by TransformDataBits.
+// Encoder: a pair (prefix, byte) is looked up with one load in a direct
+// table that is never cleared (its entries are confirmed against the codes
+// made since the last clear), and a run of one byte costs one step per
+// code emitted. Comp_LZW runs the encoder straight into a 64-bit bit
+// writer rather than through a code array; stream, result and failure
+// rules are those of Pack_LZW followed by TransformDataBits.
 //
 // Decoder: no string store. Every dictionary string is a slice of the output
 // already written (the previous string plus one byte), so an entry is a
-// pointer and a length, and short strings move as 8- or 16-byte blocks.
+// pointer and a length; a fast step takes the common codes, a general step
+// every rule of the format.
+//
+// Nothing is set up per call in proportion to the dictionary: the encoder
+// resets 256 run entries, the decoder writes its 258 first entries.
 //
 // The plain forms (node-store encoder, string-store decoder, packing bit by
 // bit), which the tests compare against, live in acompress_lzw_plain.cpp.
@@ -19,9 +22,11 @@
 // (g_AGV.LockBuffer, a fresh region when it is busy) and go back on every
 // path.
 #include "acompress_lzw.h"
+#include "acompress_simd.h"
 
 #include "tqbase/memorymanage.h"
 
+#include <algorithm>
 #include <cstring>
 
 using namespace tqbase::codec;
@@ -31,31 +36,36 @@ namespace {
 
 // ---- bit stream ----
 
-// Codes into bytes, most significant bit first, 32 bits at a time. The
-// stream must stay strictly shorter than cap: Put fails as soon as the
-// bytes certain to be written reach cap, which is exactly when writing
-// byte by byte would have hit it.
+// Codes into bytes, most significant bit first. While 8 bytes of room are
+// left, a code's bits go out with one 8-byte store at the first incomplete
+// byte, and the complete bytes are counted; near the end, byte by byte.
+// The stream must stay strictly shorter than cap: Put fails as soon as the
+// complete bytes reach cap, as a byte-at-a-time packer would.
 class BitWriter {
 public:
-  BitWriter(unsigned char* dst, ulong cap) : m_dst(dst), m_cap(cap) {}
-  // code must fit in width bits.
+  BitWriter(unsigned char* dst, ulong cap) : m_dst(dst), m_cap(cap), m_fastEnd(cap >= 8 ? cap - 7 : 0) {}
+  // code must fit in width bits; width is 9 to 12.
   bool Put(unsigned code, unsigned width) {
     m_acc = (m_acc << width) | code;
-    m_bits += width;
-    if (m_bits >= 32) {
-      if (TQ_UNLIKELY(m_cap - m_w <= 4)) return false;
-      m_bits -= 32;
-      StoreBE32(m_dst + m_w, (uint32_t)(m_acc >> m_bits));
-      m_w += 4;
+    m_bits += width;  // at most 7 + 12
+    if (TQ_LIKELY(m_w < m_fastEnd)) {
+      StoreBE64(m_dst + m_w, m_acc << (64 - m_bits));
+      m_w += m_bits >> 3;
+      m_bits &= 7;
+      return true;
+    }
+    while (m_bits >= 8) {
+      if (m_cap - m_w <= 1) return false;
+      m_bits -= 8;
+      m_dst[m_w++] = (unsigned char)(m_acc >> m_bits);
     }
     return true;
   }
   // Writes what is pending, the last byte padded with zero bits.
   bool Finish(ulong& len) {
-    const ulong rest = (m_bits + 7) / 8;
+    const ulong rest = m_bits ? 1 : 0;
     if (m_cap - m_w <= rest) return false;
-    const uint32_t top = m_bits ? (uint32_t)(m_acc << (32 - m_bits)) : 0;
-    for (ulong k = 0; k < rest; ++k) m_dst[m_w + k] = (unsigned char)(top >> (24 - 8 * k));
+    if (rest) m_dst[m_w] = (unsigned char)(m_acc << (8 - m_bits));
     len = m_w + rest;
     return true;
   }
@@ -63,27 +73,39 @@ public:
 private:
   unsigned char* m_dst;
   ulong m_cap;
-  ulong m_w = 0;     // bytes written; always below m_cap
+  ulong m_fastEnd;   // below it, 8 bytes from m_w on are the caller's
+  ulong m_w = 0;     // complete bytes; always below m_cap
   uint64_t m_acc = 0;  // pending bits in the low m_bits
   unsigned m_bits = 0;
 };
 
 // ---- encoder ----
 
-// The dictionary in one work buffer of kEncoderBytes:
-//  - slot[kHashSize]: (prefix << 8 | byte) << 12 | code, 0 for a free slot.
-//    Codes stay below 4,096 and a pair fits in 20 bits, so one word holds
-//    both. Linear probing; at most 3,835 of the 8,192 slots are in use, and
-//    a clear wipes the 32 KB.
-//  - hint[4096]: for each code, code' << 9 | 0x100 | byte, where code' is
-//    the code's extension by byte last found or added (0: none yet). In a
-//    run of byte x the strings x, xx, xxx, ... each extend by x again, so
-//    the hint answers such a step with one load and no hashing (bench:
-//    BM_Comp_LZW on mask lines). A hint is written whenever its code is
-//    added, so only the 256 single bytes need wiping at a clear.
-const unsigned kHashBits = 13;
-const unsigned kHashSize = 1u << kHashBits;
-const ulong kEncoderBytes = (kHashSize + 4096) * sizeof(uint32_t);
+// The dictionary in one work area of kEncoderBytes, none of which needs
+// clearing, neither per call nor at a clear code:
+//  - table[prefix << 8 | byte]: the code of that pair, 2 MiB of 16-bit
+//    entries, read without being initialised;
+//  - keys[code]: the pair of every code made since the last clear.
+// A pair is in the dictionary exactly when its table entry holds a code
+// below the next free one whose key is the pair: that code was made for
+// that pair since the last clear, and a later pair never writes this
+// entry. Whatever else the entry holds (an older round's code, another
+// coder's bytes) fails one of the two tests. So one load answers a
+// lookup, and no probe sequence or wiping costs time per call.
+//  - runTop[x], runLen[x]: the longest string of byte x alone in the
+//    dictionary and its length K (the strings x, xx, ..., x^K are all
+//    there, as each was made from the one before);
+//  - runCode[x][k]: the code of x^k for k < kRunCap.
+// A run of x after an emitted code then costs one step per code emitted,
+// not one per byte: the encoder would extend x through x^K and emit it
+// (bench: BM_LzwEncode_Ours on mask and packed lines).
+const ulong kTableBytes = (ulong)4096 * 256 * sizeof(uint16_t);
+const unsigned kRunCap = 256;
+const ulong kKeysOffset = kTableBytes;
+const ulong kRunTopOffset = kKeysOffset + 4096 * sizeof(uint32_t);
+const ulong kRunLenOffset = kRunTopOffset + 256 * sizeof(uint16_t);
+const ulong kRunCodeOffset = kRunLenOffset + 256 * sizeof(uint16_t);
+const ulong kEncoderBytes = kRunCodeOffset + 256 * kRunCap * sizeof(uint16_t);
 
 // Pack_LZW's output: the code array. The end code needs a further free
 // place after it (codeCount + 1 < codeCap after the last data code).
@@ -110,63 +132,121 @@ struct StreamSink {
   bool PutEnd(unsigned width) { return bits.Put(kEnd, width); }
 };
 
-// Returns 0 when the sink is full; srcLen >= 1.
+template <class Sink>
+class Encoder {
+public:
+  Encoder(Sink& out, unsigned char* work)
+      : m_out(out),
+        m_table(reinterpret_cast<uint16_t*>(work)),
+        m_keys(reinterpret_cast<uint32_t*>(work + kKeysOffset)),
+        m_runTop(reinterpret_cast<uint16_t*>(work + kRunTopOffset)),
+        m_runLen(reinterpret_cast<uint16_t*>(work + kRunLenOffset)),
+        m_runCode(reinterpret_cast<uint16_t*>(work + kRunCodeOffset)) {
+    ResetRuns();
+  }
+
+  // Returns 0 when the sink is full; srcLen >= 1.
+  int Encode(const unsigned char* src, ulong srcLen) {
+    if (!m_out.Put(kClear, 9)) return 0;
+    unsigned prefix = src[0];
+    ulong i = 1;
+    if (i < srcLen && src[i] == prefix && !Run(src, srcLen, i, prefix)) return 0;
+    while (i < srcLen) {
+      const unsigned c = src[i];
+      const uint32_t key = (prefix << 8) | c;
+      const unsigned code = m_table[key];
+      if ((code - kFirstCode < m_next - kFirstCode) & (m_keys[code & 0xFFFu] == key)) {
+        prefix = code;
+        ++i;
+        continue;
+      }
+      if (!Emit(prefix, c)) return 0;
+      prefix = c;
+      ++i;
+      if (i < srcLen && src[i] == c && !Run(src, srcLen, i, prefix)) return 0;
+    }
+    if (!m_out.Put(prefix, m_width)) return 0;
+    return m_out.PutEnd(WidthFor(m_sinceClear + 1)) ? 1 : 0;
+  }
+
+private:
+  // Emits prefix, the longest string found, and makes prefix + c (or, when
+  // the round is full, emits a clear code and starts a new round).
+  bool Emit(unsigned prefix, unsigned c) {
+    if (!m_out.Put(prefix, m_width)) return false;
+    if (m_sinceClear < kCodesPerClear) {
+      const uint32_t key = (prefix << 8) | c;
+      m_table[key] = (uint16_t)m_next;
+      m_keys[m_next] = key;
+      if (prefix == m_runTop[c]) {  // x^K + x
+        const unsigned k = ++m_runLen[c];
+        m_runTop[c] = (uint16_t)m_next;
+        if (k < kRunCap) m_runCode[c * kRunCap + k] = (uint16_t)m_next;
+      }
+      ++m_next;
+      if (++m_sinceClear == m_widen) {
+        ++m_width;
+        m_widen = (ulong)WidenAt(m_width);
+      }
+      return true;
+    }
+    if (!m_out.Put(kClear, m_width)) return false;
+    m_next = kFirstCode;
+    m_sinceClear = 1;
+    m_width = 9;
+    m_widen = 255;
+    ResetRuns();
+    return true;
+  }
+
+  // The prefix is the single byte x and src[i] is x too. Takes the run of
+  // x as the byte-by-byte encoder would: with x^K the longest run string,
+  // a run of K more bytes extends to x^K and fails on the K-th, which emits
+  // x^K and makes x^(K+1); a shorter run r extends to x^(1+r).
+  bool Run(const unsigned char* src, ulong srcLen, ulong& i, unsigned& prefix) {
+    const unsigned x = prefix;
+    for (;;) {
+      const unsigned k = m_runLen[x];
+      const ulong r = i < srcLen && src[i] == x ? RunOfByte(src + i, std::min<ulong>(srcLen - i, k), (unsigned char)x) : 0;
+      if (r < k) {
+        // Extends to x^(1+r); past the stored lengths, the byte-by-byte
+        // steps take over from the longest stored one.
+        const ulong m = std::min<ulong>(1 + r, kRunCap - 1);
+        prefix = m == 1 ? x : m_runCode[x * kRunCap + m];
+        i += m - 1;
+        return true;
+      }
+      i += k - 1;
+      if (!Emit(m_runTop[x], x)) return false;
+      ++i;
+    }
+  }
+
+  void ResetRuns() {
+    for (unsigned x = 0; x < 256; ++x) {
+      m_runTop[x] = (uint16_t)x;
+      m_runLen[x] = 1;
+    }
+  }
+
+  Sink& m_out;
+  uint16_t* const m_table;
+  uint32_t* const m_keys;
+  uint16_t* const m_runTop;
+  uint16_t* const m_runLen;
+  uint16_t* const m_runCode;
+  // m_sinceClear counts the codes since the last clear, counting it; it is
+  // also the number of the next code, whose width is m_width.
+  ulong m_sinceClear = 1;
+  ulong m_widen = 255;
+  unsigned m_width = 9;
+  unsigned m_next = kFirstCode;
+};
+
 template <class Sink>
 int EncodeLzw(const unsigned char* src, ulong srcLen, Sink& out, unsigned char* work) {
-  uint32_t* const slot = reinterpret_cast<uint32_t*>(work);
-  uint32_t* const hint = slot + kHashSize;
-  std::memset(slot, 0, kHashSize * sizeof(uint32_t));
-  std::memset(hint, 0, 256 * sizeof(uint32_t));
-  if (!out.Put(kClear, 9)) return 0;
-  // sinceClear counts the codes since the last clear, counting it; it is
-  // also the number of the next code, whose width is `width`.
-  ulong sinceClear = 1;
-  unsigned width = 9;
-  ulong widen = 255;
-  unsigned next = kFirstCode;
-  unsigned prefix = src[0];
-  for (ulong i = 1; i < srcLen; ++i) {
-    const unsigned c = src[i];
-    const uint32_t tag = 0x100u | c;
-    const uint32_t seen = hint[prefix];
-    if ((seen & 0x1FFu) == tag) {
-      prefix = seen >> 9;
-      continue;
-    }
-    const uint32_t key = (prefix << 8) | c;
-    // Multiplicative hash: prefixes of long runs are consecutive codes,
-    // which a plain xor would pack into one long probe cluster.
-    unsigned h = (key * 2654435761u) >> (32 - kHashBits);
-    uint32_t e;
-    while ((e = slot[h]) != 0 && (e >> 12) != key) h = (h + 1) & (kHashSize - 1);
-    if (e) {
-      hint[prefix] = ((e & 0xFFFu) << 9) | tag;
-      prefix = e & 0xFFFu;
-      continue;
-    }
-    if (!out.Put(prefix, width)) return 0;
-    if (sinceClear < kCodesPerClear) {
-      slot[h] = (key << 12) | next;
-      hint[prefix] = (next << 9) | tag;
-      hint[next] = 0;
-      ++next;
-      if (++sinceClear == widen) {
-        ++width;
-        widen = (ulong)WidenAt(width);
-      }
-    } else {
-      if (!out.Put(kClear, width)) return 0;
-      std::memset(slot, 0, kHashSize * sizeof(uint32_t));
-      std::memset(hint, 0, 256 * sizeof(uint32_t));
-      next = kFirstCode;
-      sinceClear = 1;
-      width = 9;
-      widen = 255;
-    }
-    prefix = c;
-  }
-  if (!out.Put(prefix, width)) return 0;
-  return out.PutEnd(WidthFor(sinceClear + 1)) ? 1 : 0;
+  Encoder<Sink> enc(out, work);
+  return enc.Encode(src, srcLen);
 }
 
 // ---- decoder ----

@@ -48,6 +48,11 @@ inline uint64_t ToBigEndian64(uint64_t v) {
 #endif
 }
 
+inline void StoreBE64(unsigned char* p, uint64_t v) {
+  v = ToBigEndian64(v);
+  std::memcpy(p, &v, 8);
+}
+
 inline void StoreBE32(unsigned char* p, uint32_t v) {
   v = ToBigEndian(v);
   std::memcpy(p, &v, 4);
