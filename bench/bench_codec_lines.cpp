@@ -194,6 +194,20 @@ void BM_Rle8Decode_Memcpy(benchmark::State& st) {
 }
 BENCHMARK(BM_Rle8Decode_Memcpy)->DenseRange(0, 1)->Unit(benchmark::kMillisecond);
 
+// The bandwidth limit of the 1-bit encoder: memcpy reading its input lines
+// (one byte a pixel) into one line buffer.
+void BM_Bits1Encode_Memcpy(benchmark::State& st) {
+  const std::vector<Bytes>& lines = Bits();
+  Bytes out(kWidth);
+  for (auto _ : st)
+    for (const Bytes& v : lines) {
+      std::memcpy(out.data(), v.data(), v.size());
+      benchmark::DoNotOptimize(out.data());
+    }
+  st.SetLabel("Pack1 vs PackBits");
+}
+BENCHMARK(BM_Bits1Encode_Memcpy)->Unit(benchmark::kMillisecond);
+
 #ifdef TQBENCH_HAVE_TIFF
 using namespace tqbench;
 

@@ -107,6 +107,63 @@ void CheckFinite(double a, double b, const char* what);
 // angle and -angle give exactly mirrored directions. angle is finite.
 void Direction(double angle, double* c, double* s);
 
+// The exact bounds of a shape.
+struct Bounds {
+  double xmin, ymin, xmax, ymax;
+};
+
+// The pixel box [floor(xmin), floor(xmax) + 1) x [floor(ymin), floor(ymax)
+// + 1) of exact bounds; false (and the reason) when it is not finite or
+// leaves the 32-bit plane (the box's right and bottom must fit too).
+bool PixelBox(const Bounds& bd, RECT* border, const char** why);
+
+// An ellipse about (cx, cy) as { cx + u U + v V : u^2 + v^2 <= 1 }, kept as
+// the Gram entries of its semi-axis vectors U and V: E = Ux^2 + Vx^2,
+// G = Uy^2 + Vy^2, F = Ux Uy + Vx Vy, and the area factor D = Ux Vy - Uy Vx.
+// Its half extents are sqrt(E) across and sqrt(G) down; on the line
+// y = cy + eta its cross-section is centred on cx + eta F / G with the half
+// width |D| sqrt(G - eta^2) / G.
+struct EllGeom {
+  double cx, cy, E, F, G, D;
+
+  inline EllGeom(const POINTD& centre, double a, double b, double tilt) {
+    double c, s;
+    Direction(tilt, &c, &s);
+    cx = centre.x;
+    cy = centre.y;
+    const double a2 = a * a, b2 = b * b;
+    E = a2 * c * c + b2 * s * s;
+    G = a2 * s * s + b2 * c * c;
+    F = (a2 - b2) * c * s;
+    D = a * b;
+  }
+  Bounds GetBounds() const {
+    const double hx = std::sqrt(E), hy = std::sqrt(G);
+    return Bounds{cx - hx, cy - hy, cx + hx, cy + hy};
+  }
+};
+
+// The cross-sections of a non-flat ellipse (G > 0), row after row.
+struct EllSection {
+  double cx, cy, g, fg, dg;
+  explicit EllSection(const EllGeom& e)
+      : cx(e.cx), cy(e.cy), g(e.G), fg(e.F / e.G), dg(std::fabs(e.D) / e.G) {}
+  void operator()(double y, double* xa, double* xb) const {
+    const double eta = y - cy;
+    const double q = g - eta * eta;
+    const double half = q > 0.0 ? dg * std::sqrt(q) : 0.0;
+    const double mid = cx + eta * fg;
+    *xa = mid - half;
+    *xb = mid + half;
+  }
+};
+
+// The centre of a rectangle, in doubles.
+inline POINTD CentreOf(const RECT& rc) {
+  return POINTD(((double)rc.left + (double)rc.right) * 0.5, ((double)rc.top + (double)rc.bottom) * 0.5);
+}
+
+
 // ---- producers ----------------------------------------------------------------------
 // Each returns the first row and fills runs (one per row) and, when wanted,
 // the half-open box. RUN is POINT or RSRUN.
