@@ -74,10 +74,30 @@ inline size_t RunOfByte(const unsigned char* p, size_t n, unsigned char v) {
 }
 
 // Bytes from p[0] on that are zero (nonZero false) or non-zero (true).
+// Long runs are crossed 64 bytes a step with one test for the four
+// vectors, asking for the bytes 4 KiB ahead: a line of one-byte pixels
+// comes from memory once, and the hardware's prefetcher stops at every
+// page (bench: BM_Bits1Encode_Ours, which reads 24 MB of lines).
 inline size_t RunOfBit(const unsigned char* p, size_t n, bool nonZero) {
   size_t i = 0;
 #ifdef TQBASE_CODEC_SSE2
   const __m128i zero = _mm_setzero_si128();
+  const __m128i* v = reinterpret_cast<const __m128i*>(p);
+  if (nonZero) {
+    for (; i + 64 <= n; i += 64, v += 4) {
+      _mm_prefetch(reinterpret_cast<const char*>(p + i + 4096), _MM_HINT_T0);
+      const __m128i lo = _mm_min_epu8(_mm_loadu_si128(v), _mm_loadu_si128(v + 1));
+      const __m128i hi = _mm_min_epu8(_mm_loadu_si128(v + 2), _mm_loadu_si128(v + 3));
+      if (_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_min_epu8(lo, hi), zero))) break;
+    }
+  } else {
+    for (; i + 64 <= n; i += 64, v += 4) {
+      _mm_prefetch(reinterpret_cast<const char*>(p + i + 4096), _MM_HINT_T0);
+      const __m128i lo = _mm_or_si128(_mm_loadu_si128(v), _mm_loadu_si128(v + 1));
+      const __m128i hi = _mm_or_si128(_mm_loadu_si128(v + 2), _mm_loadu_si128(v + 3));
+      if (_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_or_si128(lo, hi), zero)) != 0xFFFF) break;
+    }
+  }
   for (; i + 16 <= n; i += 16) {
     unsigned m = (unsigned)_mm_movemask_epi8(
         _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i)), zero));
