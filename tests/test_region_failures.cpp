@@ -1,9 +1,10 @@
 // test_region_failures.cpp - every region creator, combiner, cycle
-// operation and mirror driven with its 1st, 2nd, ... allocation failing
-// until it succeeds: each failing run must report failure with a text in
-// g_Error, leave its operands and destination exactly as they were, and
-// leak nothing (heap and memory-manager blocks counted here; the sanitizer
-// run checks the rest).
+// operation and mirror, the loop groups, morphology, shapes, codecs, the
+// colour engine and the preferences, driven with their 1st, 2nd, ...
+// allocation failing until they succeed: each failing run must report
+// failure with a text in g_Error, leave its operands, destination and
+// files exactly as they were, and leak nothing (heap and memory-manager
+// blocks counted here; the sanitizer run checks the rest).
 //
 // This suite links the library's objects, so that the C++ heap below and
 // the memory manager's blocks both go through the failure injection.
@@ -385,4 +386,82 @@ TEST(RegionFailures, ShapesCodecsAndColour) {
     BYTE cmyk[4];
     return e.Init() && e.ConvertColor(RGB(10, 200, 30), cmyk);
   }, [](World&) { return std::vector<Snapshot>(); });
+}
+
+namespace {
+
+std::string ReadAll(const std::string& path) {
+  std::string s;
+  if (FILE* f = std::fopen(path.c_str(), "rb")) {
+    char buf[4096];
+    size_t n;
+    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) s.append(buf, n);
+    std::fclose(f);
+  }
+  return s;
+}
+
+// The test's own bookkeeping, with no allocation counted or failed.
+template <class F>
+auto Unfailing(F f) -> decltype(f()) {
+  tqbase::allocfail::Pause pause;
+  return f();
+}
+
+std::vector<std::string> Fields(const AGFLAGS& f) {
+  std::vector<std::string> v;
+  for (int i = 0; i < AGFLAGS::GetKeyCount(); ++i) v.push_back((const char*)f.GetKeyValue(i));
+  return v;
+}
+
+}  // namespace
+
+// Preferences fail the same way, and a failed save leaves the file on disk
+// as it was: loading keeps every field, saving keeps the old file, the
+// profile reader and writer keep their content.
+TEST(RegionFailures, Preferences) {
+  const std::string ini = ::testing::TempDir() + "tq_failures_prefs.ini";
+  const std::string old = "; kept\r\n[Other]\r\nA=1\r\n[GlobalFlags]\r\ndDefRes=150.0000000000000000\r\n";
+  ASSERT_TRUE(ADocObj::WriteFileAtomic(ini.c_str(), old.data(), old.size()));
+  static AGFLAGS saved;
+  saved.Init();
+  saved.dDefRes = 720;
+  saved.SetKeyValue(AGFLAGS::GetKeyName(AGFLAGS::GetKeyCount() - 1), "1");
+  const std::string path = ini;
+  DriveToSuccess("saving preferences", [path](World&) {
+    const std::string before = Unfailing([&] { return ReadAll(path); });
+    const BOOL ok = saved.SaveToProfile(path.c_str());
+    if (!ok) {
+      EXPECT_EQ(Unfailing([&] { return ReadAll(path); }), before) << "a failed save changed the file";
+    }
+    return ok != FALSE;
+  }, [](World&) { return std::vector<Snapshot>(); });
+  EXPECT_NE(ReadAll(ini).find("[Other]\r\nA=1"), std::string::npos);
+
+  static AGFLAGS loaded;
+  DriveToSuccess("loading preferences", [path](World&) {
+    const std::vector<std::string> before = Unfailing([&] {
+      loaded.Init();
+      return Fields(loaded);
+    });
+    const BOOL ok = loaded.LoadFromProfile(path.c_str());
+    if (!ok) {
+      EXPECT_EQ(Unfailing([&] { return Fields(loaded); }), before) << "a failed load changed the fields";
+    }
+    return ok != FALSE;
+  }, [](World&) { return std::vector<Snapshot>(); });
+  EXPECT_EQ(Fields(loaded), Fields(saved));
+
+  DriveToSuccess("profile files", [path](World&) {
+    AProfile p;
+    CString v;
+    if (!p.Load(path.c_str()) || !p.SetString("Other", "B", " two ")) return false;
+    const std::string before = Unfailing([&] { return ReadAll(path); });
+    const BOOL ok = p.Save(path.c_str());
+    if (!ok) {
+      EXPECT_EQ(Unfailing([&] { return ReadAll(path); }), before) << "a failed save changed the file";
+    }
+    return ok && p.GetString("Other", "B", v) && v == " two ";
+  }, [](World&) { return std::vector<Snapshot>(); });
+  std::remove(ini.c_str());
 }

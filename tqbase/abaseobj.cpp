@@ -344,7 +344,11 @@ BOOL AGFLAGS::LoadSection(const char* file, const char* section, bool profileFor
     CString text;
     for (const FieldDesc& d : kFields) {
       const char* name = profileForm ? d.profile : d.key;
-      if (!name || !ini.GetString(section, name, text)) continue;
+      if (!name) continue;
+      if (!ini.GetString(section, name, text)) {
+        if (ini.HasKey(section, name)) throw std::bad_alloc();  // there, but memory failed
+        continue;
+      }
       if (ParseField(loaded, d, text.GetString()) && d.d == &AGFLAGS::dDefRes) resRead = true;
     }
     if (!resRead && loaded.ResUnit != ResUnit && loaded.dDefRes > 0)

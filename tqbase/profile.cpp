@@ -160,18 +160,42 @@ struct AProfile::Impl {
   }
 };
 
-AProfile::AProfile() : m_p(new Impl) {}
-AProfile::AProfile(const AProfile& other) : m_p(new Impl(*other.m_p)) {}
-AProfile& AProfile::operator=(const AProfile& other) {
-  if (this != &other) {
-    Impl copy(*other.m_p);
-    *m_p = std::move(copy);
+// The content lives in m_p, null while there is none (a new profile, or
+// memory failed to give one): a null content reads as empty, and the
+// operations that store make one first. So no constructor, copy or
+// assignment throws, and a new profile allocates nothing.
+AProfile::Impl* AProfile::NewImpl(const Impl* from) noexcept {
+  try {
+    return new Impl(*from);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
   }
+}
+
+AProfile::AProfile() : m_p(nullptr) {}
+AProfile::AProfile(const AProfile& other) : m_p(other.m_p ? NewImpl(other.m_p) : nullptr) {
+  if (!m_p && other.m_p) g_Error.SetLastError("Out of memory copying a profile");
+}
+// On a memory failure the content stays as it was, with a text in g_Error.
+AProfile& AProfile::operator=(const AProfile& other) {
+  if (this == &other) return *this;
+  if (!other.m_p) {
+    Clear();
+    return *this;
+  }
+  Impl* copy = NewImpl(other.m_p);
+  if (!copy) {
+    g_Error.SetLastError("Out of memory copying a profile");
+    return *this;
+  }
+  delete m_p;
+  m_p = copy;
   return *this;
 }
 AProfile::~AProfile() { delete m_p; }
 
 void AProfile::Clear() {
+  if (!m_p) return;
   m_p->lines.clear();
   m_p->eol = "\r\n";
   m_p->bom = false;
@@ -203,7 +227,10 @@ BOOL AProfile::Parse(const char* text, size_t length) {
       fresh.lines.push_back(ParseLine(std::string(text + pos, stop - pos)));
       pos = nl ? end + 1 : length;
     }
-    *m_p = std::move(fresh);
+    if (m_p)
+      *m_p = std::move(fresh);
+    else
+      m_p = new Impl(std::move(fresh));
     return TRUE;
   } catch (const std::bad_alloc&) {
     Clear();
@@ -220,6 +247,7 @@ BOOL AProfile::Load(const char* path) {
 }
 
 CString AProfile::GetText() const {
+  if (!m_p) return CString();
   try {
     std::string out;
     if (m_p->bom) out = "\xEF\xBB\xBF";
@@ -236,24 +264,28 @@ CString AProfile::GetText() const {
 BOOL AProfile::Save(const char* path) const {
   try {
     CString text = GetText();
-    if (text.IsEmpty() && !m_p->lines.empty()) return g_Error.SetLastError("Out of memory writing a profile") && FALSE;
+    if (text.IsEmpty() && m_p && !m_p->lines.empty()) return g_Error.SetLastError("Out of memory writing a profile") && FALSE;
     return ADocObj::WriteFileAtomic(path, text.GetString(), (size_t)text.GetLength());
   } catch (const std::bad_alloc&) {
     return g_Error.SetLastError("Out of memory writing a profile") && FALSE;
   }
 }
 
-BOOL AProfile::HasSection(const char* section) const { return section && m_p->FindSection(section) >= 0; }
+BOOL AProfile::HasSection(const char* section) const { return section && m_p && m_p->FindSection(section) >= 0; }
+
+BOOL AProfile::HasKey(const char* section, const char* key) const {
+  return section && key && m_p && m_p->FindKey(m_p->FindSection(section), key) >= 0;
+}
 
 BOOL AProfile::GetString(const char* section, const char* key, CString& value) const {
   value.Empty();
-  if (!section || !key) return FALSE;
+  if (!section || !key || !m_p) return FALSE;
   long k = m_p->FindKey(m_p->FindSection(section), key);
   if (k < 0) return FALSE;
   try {
     value = CString(m_p->lines[(size_t)k].value);
   } catch (const std::bad_alloc&) {
-    return FALSE;
+    return g_Error.SetLastError("Out of memory reading profile key \"%s\"", key) && FALSE;
   }
   return TRUE;
 }
@@ -270,6 +302,7 @@ BOOL AProfile::SetString(const char* section, const char* key, const char* value
     return g_Error.SetLastError("The value of profile key \"%s\" holds a line break", key) && FALSE;
   }
   try {
+    if (!m_p) m_p = new Impl;
     Line line;
     line.kind = Line::Key;
     line.name = key;
@@ -287,6 +320,7 @@ BOOL AProfile::SetString(const char* section, const char* key, const char* value
     line.raw = std::string(key) + "=" + QuoteForWrite(value);
     if (head < 0) {
       std::vector<Line>& ls = m_p->lines;
+      ls.reserve(ls.size() + 3);  // the three lines go in together or not at all
       if (!ls.empty() && ls.back().kind != Line::Blank) ls.push_back(Line{Line::Blank, "", "", ""});
       Line h;
       h.kind = Line::Section;
@@ -310,7 +344,7 @@ BOOL AProfile::SetString(const char* section, const char* key, const char* value
 }
 
 BOOL AProfile::DeleteKey(const char* section, const char* key) {
-  if (!section || !key) return FALSE;
+  if (!section || !key || !m_p) return FALSE;
   long k = m_p->FindKey(m_p->FindSection(section), key);
   if (k < 0) return FALSE;
   m_p->lines.erase(m_p->lines.begin() + k);
@@ -318,7 +352,7 @@ BOOL AProfile::DeleteKey(const char* section, const char* key) {
 }
 
 BOOL AProfile::DeleteSection(const char* section) {
-  if (!section) return FALSE;
+  if (!section || !m_p) return FALSE;
   long head = m_p->FindSection(section);
   if (head < 0) return FALSE;
   size_t end = m_p->SectionEnd((size_t)head);
@@ -328,7 +362,7 @@ BOOL AProfile::DeleteSection(const char* section) {
 
 BOOL AProfile::GetKeyNames(const char* section, CArray<CString, const CString&>& keys) const {
   keys.RemoveAll();
-  if (!section) return FALSE;
+  if (!section || !m_p) return FALSE;
   long head = m_p->FindSection(section);
   if (head < 0) return FALSE;
   try {

@@ -39,7 +39,9 @@ public:
   void Clear();
 
   BOOL HasSection(const char* section) const;
-  // FALSE (value emptied) when the section or key is missing.
+  BOOL HasKey(const char* section, const char* key) const;
+  // FALSE (value emptied) when the section or key is missing, or when
+  // memory fails (then with a text in g_Error; HasKey tells the two apart).
   BOOL GetString(const char* section, const char* key, CString& value) const;
   // FALSE, content unchanged, for a name or value that cannot be stored:
   // an empty or blank-edged name, a section with ']', a key with '=' or
@@ -62,7 +64,8 @@ public:
 
 private:
   struct Impl;
-  Impl* m_p;
+  static Impl* NewImpl(const Impl* from) noexcept;  // a copy; null when memory fails
+  Impl* m_p;  // null: no content yet (reads as empty)
 };
 
 #endif  // TQBASE_PROFILE_H
