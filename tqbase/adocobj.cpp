@@ -4,6 +4,8 @@
 // g_Error.
 #include "tqbase/adocobj.h"
 
+#include "allocfail.h"
+
 #include "tqbase/errorinfo.h"
 
 #include <atomic>
@@ -342,13 +344,23 @@ BOOL ADocObj::WriteFileAtomic(const char* path, const void* data, size_t size) {
     }
     if (fd < 0) return FailPath("Cannot create", tmp.c_str(), errno) && FALSE;
     int err = 0;
-    bool ok = true;
     // Keeping the old file's mode is best effort.
     if (existed) (void)::fchmod(fd, st.st_mode & 07777);
-    if (!WriteAll(fd, static_cast<const char*>(data), size) || ::fsync(fd) != 0) {
-      ok = false;
-      err = errno;
+    // Written in two halves, so that a test can stop the process between
+    // them (the crash points of allocfail.h, which do nothing unless a
+    // test arms them).
+    tqbase::allocfail::CrashPoint();
+    const char* bytes = static_cast<const char*>(data);
+    bool ok = WriteAll(fd, bytes, size / 2);
+    if (ok) {
+      tqbase::allocfail::CrashPoint();
+      ok = WriteAll(fd, bytes + size / 2, size - size / 2);
     }
+    if (ok) {
+      tqbase::allocfail::CrashPoint();
+      ok = ::fsync(fd) == 0;
+    }
+    if (!ok) err = errno;
     if (::close(fd) != 0 && ok) {
       ok = false;
       err = errno;
@@ -357,11 +369,13 @@ BOOL ADocObj::WriteFileAtomic(const char* path, const void* data, size_t size) {
       ::unlink(tmp.c_str());
       return FailPath("Cannot write", tmp.c_str(), err) && FALSE;
     }
+    tqbase::allocfail::CrashPoint();
     if (::rename(tmp.c_str(), target.c_str()) != 0) {
       err = errno;
       ::unlink(tmp.c_str());
       return FailPath("Cannot replace", target.c_str(), err) && FALSE;
     }
+    tqbase::allocfail::CrashPoint();
     // Make the rename itself durable.
     CString folder = GetFolder(target.c_str());
     int dfd = ::open(folder.IsEmpty() ? "." : folder.GetString(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);

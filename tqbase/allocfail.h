@@ -1,5 +1,6 @@
-// allocfail.h - allocation-failure injection for the library's tests: the
-// Nth allocation from the moment of arming fails. Internal: neither
+// allocfail.h - failure injection for the library's tests: the Nth
+// allocation from the moment of arming fails, or the Nth crash point kills
+// the process. Internal: neither
 // installed nor exported; tests that use it link the library's objects
 // directly.
 //
@@ -28,6 +29,14 @@ public:
   Pause(const Pause&) = delete;
   Pause& operator=(const Pause&) = delete;
 };
+
+// Crash points: the places where a file being replaced is in between
+// states (created aside, half written, written, synced, renamed). With
+// ArmCrash(n), the n-th point reached from then on kills the process at
+// once (SIGKILL; TerminateProcess on Windows), as a power cut or a kill
+// would, so that a test can see what the disk holds afterwards.
+void ArmCrash(long long n);
+void CrashPoint();
 
 }  // namespace allocfail
 }  // namespace tqbase

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <csignal>
 
 #include "allocfail.h"
 
@@ -47,6 +48,21 @@ bool Fired() { return g_fired; }
 
 Pause::Pause() { ++t_paused; }
 Pause::~Pause() { --t_paused; }
+
+namespace {
+std::atomic<long long> g_crashLeft{0};
+}  // namespace
+
+void ArmCrash(long long n) { g_crashLeft = n > 0 ? n : 0; }
+
+void CrashPoint() {
+  if (g_crashLeft.load(std::memory_order_relaxed) == 0 || g_crashLeft.fetch_sub(1) != 1) return;
+#ifdef _WIN32
+  TerminateProcess(GetCurrentProcess(), 137);
+#else
+  ::raise(SIGKILL);
+#endif
+}
 
 }  // namespace allocfail
 }  // namespace tqbase
