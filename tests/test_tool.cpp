@@ -240,6 +240,131 @@ TEST(Tool, DemoOutputsAgreeWithEachOther) {
   std::filesystem::remove_all(dir);
 }
 
+// CRC-32 of the PNG chunks, for the hand-made pictures below.
+uint32_t Crc32(const std::string& bytes) {
+  uint32_t c = 0xFFFFFFFFu;
+  for (unsigned char b : bytes) {
+    c ^= b;
+    for (int k = 0; k < 8; ++k) c = (c >> 1) ^ (0xEDB88320u & (0u - (c & 1)));
+  }
+  return ~c;
+}
+
+std::string Be32(uint32_t v) {
+  return std::string{(char)(v >> 24), (char)(v >> 16), (char)(v >> 8), (char)v};
+}
+std::string Le32(uint32_t v) {
+  return std::string{(char)v, (char)(v >> 8), (char)(v >> 16), (char)(v >> 24)};
+}
+
+std::string Chunk(const std::string& typeAndData) {
+  return Be32((uint32_t)typeAndData.size() - 4) + typeAndData + Be32(Crc32(typeAndData));
+}
+
+// A PNG signature and header for a grey picture of w x h, and pixel data
+// that is no zlib stream.
+std::string PngHeader(uint32_t w, uint32_t h) {
+  return std::string("\x89PNG\r\n\x1a\n", 8) +
+         Chunk("IHDR" + Be32(w) + Be32(h) + std::string("\x08\x00\x00\x00\x00", 5)) + Chunk("IDATnot zlib") +
+         Chunk("IEND");
+}
+
+// Hostile input through the tool: truncated, oversized and garbage files,
+// absurd sizes and resolutions, missing and unwritable paths. Every row
+// ends with exit status 1 (a job that cannot be done) or 2 (a command line
+// that does not parse) and a message that names the command and the
+// problem; none crashes, and none writes its output: a file already there
+// keeps its content and nothing is left beside it.
+TEST(Tool, HostileInputFailsCleanly) {
+  namespace fs = std::filesystem;
+  const std::string dir = ::testing::TempDir() + "tq_hostile";
+  fs::remove_all(dir);
+  fs::create_directories(dir);
+  const auto path = [&](const std::string& name) { return dir + "/" + name; };
+  const auto put = [&](const std::string& name, const std::string& bytes) {
+    std::ofstream(path(name), std::ios::binary) << bytes;
+  };
+  std::string noise;
+  for (int i = 0; i < 3000; ++i) noise += (char)(i * 131 % 251);
+  put("noise.bin", noise);
+  put("noise.png", noise);
+  put("huge.png", PngHeader(900000, 900000));
+  put("empty.png", PngHeader(0, 10));
+  put("nopixels.png", PngHeader(64, 64));
+  put("short.rle", "TQRL");
+  put("dims.rle", "TQRL" + Le32(1) + Le32(0x7FFFFFFF) + Le32(0x7FFFFFFF) + Le32(8));
+  put("cut.rle", "TQRL" + Le32(1) + Le32(16) + Le32(2) + Le32(8) + Le32(0xFFFFFF00) + "\x05\x01");
+  put("claims.lz", "TQLZ" + Le32(0) + Le32(0x80) + std::string("\x80\0\0\0", 4));
+  put("afile", "a file, not a folder");
+  ASSERT_EQ(Tool("lzw encode " + path("noise.bin") + " " + path("good.lz")).status, 0);
+  std::ifstream good(path("good.lz"), std::ios::binary);
+  const std::string lz((std::istreambuf_iterator<char>(good)), std::istreambuf_iterator<char>());
+  put("cut.lz", lz.substr(0, lz.size() / 2));
+
+  struct Row {
+    std::string args;  // file names are in the scratch folder
+    int status;
+    const char* says;
+    const char* out;  // the output the job must leave alone, or ""
+  };
+  const Row rows[] = {
+      {"rle encode @noise.png @out.rle -d 8", 1, "rle encode: cannot read PNG", "out.rle"},
+      {"rle encode @huge.png @out.rle -d 1", 1, "more than this tool takes", "out.rle"},
+      {"rle encode @empty.png @out.rle -d 8", 1, "cannot read PNG", "out.rle"},
+      {"rle encode @nopixels.png @out.rle -d 8", 1, "cannot decode PNG", "out.rle"},
+      {"rle encode @missing.png @out.rle -d 8", 1, "No such file", "out.rle"},
+      {"rle encode @noise.bin @out.rle -d 8 --width 0", 1, "rle encode:", "out.rle"},
+      {"rle encode @noise.bin @out.rle -d 7 --width 100", 1, "--depth must be", "out.rle"},
+      {"rle decode @short.rle @out.png", 1, "not a tqbase run-length file", "out.png"},
+      {"rle decode @noise.bin @out.png", 1, "not a tqbase run-length file", "out.png"},
+      {"rle decode @dims.rle @out.png", 1, "rle decode:", "out.png"},
+      {"rle decode @cut.rle @out.png", 1, "cut short", "out.png"},
+      {"rle decode @missing.rle @out.png", 1, "cannot read", "out.png"},
+      {"rle locate @cut.rle --line 5 --pixel 3", 1, "rle locate:", ""},
+      {"lzw decode @noise.bin @out.raw", 1, "not a tqbase LZW file", "out.raw"},
+      {"lzw decode @claims.lz @out.raw", 1, "cannot hold", "out.raw"},
+      {"lzw decode @cut.lz @out.raw", 1, "lzw decode:", "out.raw"},
+      {"lzw encode @noise.bin @afile/out.lz", 1, "cannot write", ""},
+      {"lzw encode @missing.bin @out.lz", 1, "cannot read", "out.lz"},
+      {"cmyk @noise.png --out-dir @inks", 1, "cannot read PNG", ""},
+      {"inkcount @noise.png", 1, "inkcount:", ""},
+      {"demo --size 1e9cm --out @demo", 2, "must be", ""},
+      {"demo --res 0dpi --out @demo", 2, "not a resolution", ""},
+      {"demo --res 1e308dpi --out @demo", 2, "demo:", ""},
+      {"demo --out @afile/demo", 1, "demo:", ""},
+      {"units nan cm in", 1, "not a number", ""},
+      {"units 1e400 cm in", 1, "not a number", ""},
+      {"units 1 m px --res 1e308dpi", 1, "outside", ""},
+      {"region --rect 0,0,2147483647,2147483647 --png @out.png", 1, "larger than", "out.png"},
+      {"region --rect 0,0,100000,100000 --png @out.png", 1, "the limit is", "out.png"},
+      {"region --circle 0,0,1000000000 --png @out.png", 1, "radius", "out.png"},
+      {"region --poly \"1e300,0 5,5 0,9\" --png @out.png", 1, "region:", "out.png"},
+      {"cycle --cycle 0x0 1,1", 1, "repeat cell", ""},
+      {"cycle --cycle 2147483647x1+2147483647 --way 3 1,1", 1, "cycle:", ""},
+  };
+  for (const Row& r : rows) {
+    // "@name" is a file of the scratch folder.
+    std::string args = r.args;
+    for (size_t at; (at = args.find('@')) != std::string::npos;) args.replace(at, 1, dir + "/");
+    if (*r.out) put(r.out, "OLD");
+    const ToolRun run = Tool(args);
+    EXPECT_EQ(run.status, r.status) << r.args << "\n" << run.out;
+    EXPECT_NE(run.out.find(r.says), std::string::npos) << r.args << "\n" << run.out;
+    EXPECT_EQ(run.out.find("terminate"), std::string::npos) << r.args << "\n" << run.out;
+    if (r.status == 1) {
+      EXPECT_EQ(run.out.rfind("tqbase ", 0), 0u) << r.args << ": the message names no command\n" << run.out;
+    }
+    if (*r.out) {
+      std::ifstream f(path(r.out), std::ios::binary);
+      const std::string now((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
+      EXPECT_EQ(now, "OLD") << r.args << ": the old output was replaced";
+      EXPECT_FALSE(fs::exists(path(r.out) + ".part")) << r.args << ": a partial file was left";
+      fs::remove(path(r.out));
+    }
+  }
+  fs::remove_all(dir);
+}
+
 #else
 
 TEST(Tool, NeedsTheToolOnAPosixHost) { GTEST_SKIP() << "the tool is not built, or this host has no popen"; }

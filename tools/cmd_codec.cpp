@@ -47,10 +47,10 @@ bool ReadFile(const std::string& path, Bytes& out) {
   return true;
 }
 
+// Written aside and renamed over path, so a failure leaves the old file.
 bool WriteFile(const std::string& path, const Bytes& data) {
-  std::ofstream f(path, std::ios::binary);
-  f.write(reinterpret_cast<const char*>(data.data()), (std::streamsize)data.size());
-  return (bool)f;
+  std::string err;
+  return tqtool::WriteFile(path, std::string(data.begin(), data.end()), err);
 }
 
 int Error(const std::string& text) {
@@ -343,9 +343,10 @@ int LzwCompress(const IoOptions& o) {
     if (!ACompress::Comp_LZW(in.data(), in.size(), z.data(), z.size(), len))
       return Error("compression failed: " + std::string(g_Error.strError));
     out.insert(out.end(), z.begin(), z.begin() + len);
-    std::printf("%zu bytes -> %lu bytes (%.2f%%)\n", in.size(), len, 100.0 * len / in.size());
   }
-  return WriteFile(o.out, out) ? 0 : Error("cannot write " + o.out);
+  if (!WriteFile(o.out, out)) return Error("cannot write " + o.out);
+  if (!in.empty()) std::printf("%zu bytes -> %zu bytes (%.2f%%)\n", in.size(), out.size() - 12, 100.0 * (out.size() - 12) / in.size());
+  return 0;
 }
 
 int LzwDecompress(const IoOptions& o) {
@@ -354,7 +355,10 @@ int LzwDecompress(const IoOptions& o) {
   if (in.size() < 12 || std::memcmp(in.data(), "TQLZ", 4) != 0) return Error("not a tqbase LZW file");
   uint64_t n = 0;
   for (int i = 0; i < 8; ++i) n |= (uint64_t)in[4 + i] << (8 * i);
-  if (n > ((uint64_t)1 << 40)) return Error("implausible original length");
+  // A code of at least 9 bits gives at most 4,097 bytes: a length beyond
+  // that is not what the stream holds, and is refused before allocating.
+  const uint64_t most = ((uint64_t)(in.size() - 12) * 8 / 9 + 1) * 4097;
+  if (n > most) return Error("the stream cannot hold " + std::to_string(n) + " bytes");
   Bytes out(n + 6);  // the decoder keeps 6 spare bytes
   unsigned long len = 0;
   if (n && !ACompress::UnComp_LZW(in.data() + 12, in.size() - 12, out.data(), out.size(), len))

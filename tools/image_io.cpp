@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <new>
+#include <string>
 
 #ifdef TQTOOL_HAVE_PNG
 #include <png.h>
@@ -117,11 +119,27 @@ bool ReadPng(const std::string& path, bool rgb, Image& im, std::string& err) {
     err = std::string("cannot read PNG: ") + png.message;
     return false;
   }
+  // Pictures of up to a gigapixel (a 64 cm tile at 300 dpi has 57
+  // megapixels): a header asking for more is refused before any pixel
+  // is allocated.
+  const unsigned long long kMaxPixels = 1ull << 30;
+  if ((unsigned long long)png.width * png.height > kMaxPixels) {
+    err = "cannot read PNG: " + std::to_string(png.width) + " x " + std::to_string(png.height) +
+          " pixels is more than this tool takes (" + std::to_string(kMaxPixels) + " pixels)";
+    png_image_free(&png);
+    return false;
+  }
   png.format = rgb ? PNG_FORMAT_RGB : PNG_FORMAT_GRAY;
   im.width = png.width;
   im.height = png.height;
   im.depth = rgb ? 24 : 8;
-  im.pixels.resize(PNG_IMAGE_SIZE(png));
+  try {
+    im.pixels.resize(PNG_IMAGE_SIZE(png));
+  } catch (const std::bad_alloc&) {
+    err = "cannot read PNG: out of memory for " + std::to_string(png.width) + " x " + std::to_string(png.height) + " pixels";
+    png_image_free(&png);
+    return false;
+  }
   if (!png_image_finish_read(&png, nullptr, im.pixels.data(), 0, nullptr)) {
     err = std::string("cannot decode PNG: ") + png.message;
     return false;

@@ -5,9 +5,11 @@
 #include <tqbase/tqbase.h>
 
 #include <algorithm>
-#include <cstring>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -81,6 +83,13 @@ int main(int argc, char** argv) {
     // --help and --version end parsing with success; anything else is a
     // command line that does not parse: usage, exit status 2.
     return app.exit(e) == 0 ? 0 : 2;
+  } catch (const std::bad_alloc&) {
+    // A job larger than the machine: said, not a crash.
+    std::fprintf(stderr, "tqbase %s: out of memory\n", tqtool::CommandName().c_str());
+    return 1;
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "tqbase %s: %s\n", tqtool::CommandName().c_str(), e.what());
+    return 1;
   }
   return tqtool::ExitCode();
 }
