@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <new>
 #include <string>
@@ -380,6 +381,20 @@ TEST(RegionFailures, ShapesCodecsAndColour) {
     unsigned long zl = 0, bl = 0;
     return ACompress::Comp_LZW(line.data(), line.size(), z.data(), z.size(), zl) &&
            ACompress::UnComp_LZW(z.data(), zl, back.data(), back.size(), bl) && bl == line.size();
+  }, [](World&) { return std::vector<Snapshot>(); });
+  DriveToSuccess("LZW codes", [](World&) {
+    static unsigned short codes[4000];
+    unsigned long n = 0, bl = 0;
+    return ACompress::Pack_LZW(line.data(), line.size(), codes, 4000, n) &&
+           ACompress::UnPack_LZW(codes, n, back.data(), back.size(), bl) && bl == line.size();
+  }, [](World&) { return std::vector<Snapshot>(); });
+  DriveToSuccess("Base64", [](World&) {
+    char* e = ACompress::Base64_Encode("a text of some length for the coder");
+    char* d = e ? ACompress::Base64_Decode(e) : nullptr;
+    const bool ok = d && std::strcmp(d, "a text of some length for the coder") == 0;
+    ACompress::Base64_Free(&e);
+    ACompress::Base64_Free(&d);
+    return ok;
   }, [](World&) { return std::vector<Snapshot>(); });
   DriveToSuccess("colour engine", [](World&) {
     ARGBToCMYK e;
