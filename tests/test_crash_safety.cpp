@@ -10,6 +10,7 @@
 #include <string>
 
 #include "allocfail.h"
+#include "test_support.h"
 #include "tqbase/tqbase.h"
 
 #ifndef _WIN32
@@ -20,17 +21,6 @@
 #endif
 
 namespace {
-
-std::string ReadAll(const std::string& path) {
-  std::string s;
-  if (FILE* f = std::fopen(path.c_str(), "rb")) {
-    char buf[65536];
-    size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) s.append(buf, n);
-    std::fclose(f);
-  }
-  return s;
-}
 
 void WriteAll(const std::string& path, const std::string& text) {
   ASSERT_TRUE(ADocObj::WriteFileAtomic(path.c_str(), text.data(), text.size()));
@@ -56,7 +46,7 @@ std::string Saved(const std::string& dir, const AGFLAGS& f, const std::string& o
   const std::string scratch = dir + "tq_crash_expected.ini";
   WriteAll(scratch, old);
   EXPECT_TRUE(const_cast<AGFLAGS&>(f).SaveToProfile(scratch.c_str()));
-  std::string s = ReadAll(scratch);
+  std::string s = tqtest::ReadAll(scratch);
   std::remove(scratch.c_str());
   return s;
 }
@@ -102,7 +92,7 @@ TEST(CrashSafety, KilledAtEachPointOfASave) {
     } else {
       EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
     }
-    const std::string now = ReadAll(ini);
+    const std::string now = tqtest::ReadAll(ini);
     EXPECT_TRUE(now == (point <= 4 ? old : fresh)) << "killed at point " << point << ": the file holds "
                                                     << now.size() << " bytes";
   }
@@ -130,7 +120,7 @@ TEST(CrashSafety, KilledAtRandomTimesWhileSaving) {
     kill(pid, SIGKILL);
     int status = 0;
     ASSERT_EQ(waitpid(pid, &status, 0), pid);
-    const std::string now = ReadAll(ini);
+    const std::string now = tqtest::ReadAll(ini);
     ASSERT_TRUE(now == old || now == savedA || now == savedB) << "iteration " << iter << ": the file holds "
                                                                << now.size() << " bytes";
     (now == old ? seenOld : seenNew)++;

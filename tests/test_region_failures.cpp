@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "allocfail.h"
+#include "test_support.h"
 #include "tqbase/tqbase.h"
 
 namespace {
@@ -405,17 +406,6 @@ TEST(RegionFailures, ShapesCodecsAndColour) {
 
 namespace {
 
-std::string ReadAll(const std::string& path) {
-  std::string s;
-  if (FILE* f = std::fopen(path.c_str(), "rb")) {
-    char buf[4096];
-    size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) s.append(buf, n);
-    std::fclose(f);
-  }
-  return s;
-}
-
 // The test's own bookkeeping, with no allocation counted or failed.
 template <class F>
 auto Unfailing(F f) -> decltype(f()) {
@@ -444,14 +434,14 @@ TEST(RegionFailures, Preferences) {
   saved.SetKeyValue(AGFLAGS::GetKeyName(AGFLAGS::GetKeyCount() - 1), "1");
   const std::string path = ini;
   DriveToSuccess("saving preferences", [path](World&) {
-    const std::string before = Unfailing([&] { return ReadAll(path); });
+    const std::string before = Unfailing([&] { return tqtest::ReadAll(path); });
     const BOOL ok = saved.SaveToProfile(path.c_str());
     if (!ok) {
-      EXPECT_EQ(Unfailing([&] { return ReadAll(path); }), before) << "a failed save changed the file";
+      EXPECT_EQ(Unfailing([&] { return tqtest::ReadAll(path); }), before) << "a failed save changed the file";
     }
     return ok != FALSE;
   }, [](World&) { return std::vector<Snapshot>(); });
-  EXPECT_NE(ReadAll(ini).find("[Other]\r\nA=1"), std::string::npos);
+  EXPECT_NE(tqtest::ReadAll(ini).find("[Other]\r\nA=1"), std::string::npos);
 
   static AGFLAGS loaded;
   DriveToSuccess("loading preferences", [path](World&) {
@@ -471,10 +461,10 @@ TEST(RegionFailures, Preferences) {
     AProfile p;
     CString v;
     if (!p.Load(path.c_str()) || !p.SetString("Other", "B", " two ")) return false;
-    const std::string before = Unfailing([&] { return ReadAll(path); });
+    const std::string before = Unfailing([&] { return tqtest::ReadAll(path); });
     const BOOL ok = p.Save(path.c_str());
     if (!ok) {
-      EXPECT_EQ(Unfailing([&] { return ReadAll(path); }), before) << "a failed save changed the file";
+      EXPECT_EQ(Unfailing([&] { return tqtest::ReadAll(path); }), before) << "a failed save changed the file";
     }
     return ok && p.GetString("Other", "B", v) && v == " two ";
   }, [](World&) { return std::vector<Snapshot>(); });

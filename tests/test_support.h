@@ -1,15 +1,24 @@
 // test_support.h - helpers shared by the test suites: capturing the debug
-// trace and counting assertions through the library's replaceable hooks.
+// trace and counting assertions through the library's replaceable hooks,
+// and reading a whole file.
 #ifndef TQBASE_TESTS_TEST_SUPPORT_H
 #define TQBASE_TESTS_TEST_SUPPORT_H
 
 #include <tqbase/tqbase.h>
 
+#include <fstream>
+#include <iterator>
 #include <mutex>
 #include <string>
 #include <vector>
 
 namespace tqtest {
+
+// The bytes of a file; empty when it cannot be read.
+inline std::string ReadAll(const std::string& path) {
+  std::ifstream f(path, std::ios::binary);
+  return std::string((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
+}
 
 // Installs a trace sink and an assertion handler for its lifetime and
 // records what reaches them; the previous hooks come back on destruction.
