@@ -338,6 +338,7 @@ int DecodeLzw(Codes in, unsigned char* dst, ulong dstCap, ulong& dstLen, LzwEntr
     return Fail("ACompress::UnPack_LZW: output buffer of %lu bytes is too small", dstCap);
   return 1;
 }
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
