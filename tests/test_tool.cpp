@@ -300,6 +300,8 @@ TEST(Tool, HostileInputFailsCleanly) {
   std::ifstream good(path("good.lz"), std::ios::binary);
   const std::string lz((std::istreambuf_iterator<char>(good)), std::istreambuf_iterator<char>());
   put("cut.lz", lz.substr(0, lz.size() / 2));
+  ASSERT_EQ(Tool("region --rect 0,0,8,8 --png " + path("ok.png")).status, 0);
+  put("cut.icc", std::string("\0\0\x02\x30" "acsp", 8));  // a size, then nothing
 
   struct Row {
     std::string args;  // file names are in the scratch folder
@@ -327,6 +329,9 @@ TEST(Tool, HostileInputFailsCleanly) {
       {"lzw encode @noise.bin @afile/out.lz", 1, "cannot write", ""},
       {"lzw encode @missing.bin @out.lz", 1, "cannot read", "out.lz"},
       {"cmyk @noise.png --out-dir @inks", 1, "cannot read PNG", ""},
+      {"cmyk @ok.png --out-dir @inks --rgb-profile @noise.bin", 1, "RGB profile", ""},
+      {"cmyk @ok.png --out-dir @inks --cmyk-profile @cut.icc", 1, "CMYK profile", ""},
+      {"cmyk @ok.png --out-dir @inks --cmyk-profile @missing.icc", 1, "missing.icc", ""},
       {"inkcount @noise.png", 1, "inkcount:", ""},
       {"demo --size 1e9cm --out @demo", 2, "must be", ""},
       {"demo --res 0dpi --out @demo", 2, "not a resolution", ""},
