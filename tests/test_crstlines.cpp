@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "tqbase/tqbase.h"
+#include "fill_model.h"
 #include "region_test_util.h"
 #include "test_support.h"
 
@@ -53,27 +54,6 @@ std::vector<POINT> RandomPoly(std::mt19937& rng, int n, int span, int ox = 0, in
     q.y = d(rng) + oy;
   }
   return p;
-}
-
-// Continuous model: crossings of the outline with the row (pixel centres
-// on integer coordinates), for rows without a vertex.
-bool ModelSafe(const std::vector<POINT>& p, long long x, long long y, int mode, bool* inside) {
-  int n = (int)p.size();
-  int parity = 0, wind = 0;
-  for (int i = 0; i < n; ++i) {
-    const POINT& a = p[(size_t)i];
-    const POINT& b = p[(size_t)((i + 1) % n)];
-    if (a.y == y || b.y == y) return false;  // vertex rows are not modelled
-    if ((a.y < y) == (b.y < y)) continue;
-    double cx = a.x + (double)(y - a.y) * (double)(b.x - a.x) / (double)(b.y - a.y);
-    if (std::fabs(cx - (double)x) < 1.5) return false;
-    if (cx < (double)x) {
-      parity ^= 1;
-      wind += b.y > a.y ? 1 : -1;
-    }
-  }
-  *inside = mode == 1 ? parity != 0 : wind != 0;
-  return true;
 }
 
 CRasterArray* Wrap(RSRLINE* p) {
