@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <string>
 #include <vector>
 
 namespace tqfuzz {
@@ -102,10 +103,18 @@ struct Reader {
   }
 };
 
+// The case under test as code, printed when a check fails (targets that
+// build their inputs from parameters set it).
+inline std::string& Context() {
+  static std::string text;
+  return text;
+}
+
 #define FUZZ_CHECK(cond)                                                        \
   do {                                                                          \
     if (!(cond)) {                                                              \
       std::fprintf(stderr, "check failed: %s (%s:%d)\n", #cond, __FILE__, __LINE__); \
+      if (!tqfuzz::Context().empty()) std::fprintf(stderr, "%s\n", tqfuzz::Context().c_str()); \
       std::abort();                                                             \
     }                                                                           \
   } while (0)
