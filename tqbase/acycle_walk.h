@@ -252,7 +252,6 @@ inline bool ClipOrTile(const RECT* clip, const CYCLEINFO& ci, Rect64* out) {
   return out->right - out->left <= INT_MAX && out->bottom - out->top <= INT_MAX;
 }
 
-
 inline bool IsTile(const RECT* rc, const CYCLEINFO& ci) {
   return rc->left == 0 && rc->top == 0 && rc->right == ci.width && rc->bottom == ci.height;
 }
