@@ -35,7 +35,7 @@ namespace {
 typedef long long i64;
 
 const int kCap = 4096;          // largest filling call made
-const double kMaxTries = 65536;  // largest clip enumeration made
+const double kMaxTries = 4096;  // largest clip enumeration made
 
 i64 Mod(i64 a, i64 m) {
   const i64 r = a % m;
