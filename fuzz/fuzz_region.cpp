@@ -6,29 +6,20 @@
 // pixels. Input: a sequence of shape records (kind byte, then coordinates).
 #include "fuzz_codec_common.h"
 
+#include "region_model.h"
+
 #include <set>
 #include <utility>
 #include <vector>
 
 using tqfuzz::Reader;
+using tqtest::PixelSet;
 
 namespace {
 
-typedef std::set<std::pair<int, int>> Pixels;  // (y, x)
-
 const int kCanvas = 40;
 
-Pixels Of(const CRasterArray* a) {
-  Pixels s;
-  if (!a) return s;
-  for (const RSRLINE* p : *a) {
-    const RSRUN* r = p->arRun.GetData();
-    for (int k = 0; k < p->arCount.GetSize(); ++k)
-      for (int i = 0; i < p->arCount[k]; ++i, ++r)
-        for (int x = r->x1; x <= r->x2; ++x) s.insert({p->rcBox.top + k, x});
-  }
-  return s;
-}
+PixelSet Of(const CRasterArray* a) { return tqtest::Pixels(a); }
 
 // A region from the next shape records: rectangles and polygons united, or
 // a polygon set in one call.
@@ -64,8 +55,8 @@ void CheckValid(const CRasterArray* a) {
   if (a) FUZZ_CHECK(CRstLines::IsWellFormed(a));
 }
 
-Pixels Disc(const Pixels& s, int d, bool grow) {
-  Pixels out;
+PixelSet Disc(const PixelSet& s, int d, bool grow) {
+  PixelSet out;
   for (int y = -d - 2; y < kCanvas + 20 + d + 2; ++y)
     for (int x = -d - 2; x < kCanvas + 20 + d + 2; ++x) {
       bool any = false, all = true;
@@ -91,14 +82,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Build(r, b);
   CheckValid(a.GetData());
   CheckValid(b.GetData());
-  const Pixels pa = Of(a.GetData()), pb = Of(b.GetData());
+  const PixelSet pa = Of(a.GetData()), pb = Of(b.GetData());
   // The four combinations against the model.
   for (int mode = RST_AND; mode <= RST_XOR; ++mode) {
     CRstLines c;
     if (c.Combine(&a, &b, mode) == RST_FAILED) continue;  // refused: nothing to compare
     CheckValid(c.GetData());
-    Pixels want;
-    Pixels all = pa;
+    PixelSet want;
+    PixelSet all = pa;
     all.insert(pb.begin(), pb.end());
     for (const auto& p : all) {
       const bool inA = pa.count(p) != 0, inB = pb.count(p) != 0;
@@ -123,11 +114,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   CRasterArray* parts = CRstLines::DivideUp(a.GetData());
   FUZZ_CHECK(parts);
   size_t total = 0;
-  Pixels joined;
+  PixelSet joined;
   for (const RSRLINE* p : *parts) {
     CRasterArray one;
     one.Add(const_cast<RSRLINE*>(p));
-    const Pixels pp = Of(&one);
+    const PixelSet pp = Of(&one);
     one.RemoveAll();
     total += pp.size();
     joined.insert(pp.begin(), pp.end());

@@ -1,7 +1,6 @@
-// region_test_util.h - helpers shared by the region suites: pixel sets of
-// pieces and arrays (the brute-force model every result is checked
-// against), hand-made pieces, regions from bitmaps, the banded structure
-// of engine results, and repeat cycles.
+// region_test_util.h - helpers shared by the region suites: the models of
+// region_model.h (pixel sets, the fill model, the banded structure) as
+// assertions, hand-made pieces, regions from bitmaps, and repeat cycles.
 #ifndef TQBASE_TESTS_REGION_TEST_UTIL_H
 #define TQBASE_TESTS_REGION_TEST_UTIL_H
 
@@ -16,23 +15,9 @@
 #include <vector>
 
 #include "tqbase/tqbase.h"
+#include "region_model.h"
 
 namespace tqtest {
-
-typedef std::set<std::pair<long long, long long>> PixelSet;  // (y, x)
-
-inline PixelSet Pixels(const RSRLINE* p) {
-  PixelSet s;
-  if (!p) return s;
-  const RSRUN* r = p->arRun.GetData();
-  long long y = p->rcBox.top;
-  for (int c : p->arCount) {
-    for (int i = 0; i < c; ++i, ++r)
-      for (long long x = r->x1; x <= r->x2; ++x) s.insert({y, x});
-    ++y;
-  }
-  return s;
-}
 
 // The pixels of the inclusive rectangle [l, r] x [t, b].
 inline PixelSet RectPixels(long long l, long long t, long long r, long long b) {
@@ -42,33 +27,11 @@ inline PixelSet RectPixels(long long l, long long t, long long r, long long b) {
   return s;
 }
 
-inline PixelSet Pixels(const CRasterArray* a) {
-  PixelSet s;
-  if (!a) return s;
-  for (const RSRLINE* p : *a) {
-    PixelSet t = Pixels(p);
-    s.insert(t.begin(), t.end());
-  }
-  return s;
-}
-
 // Every result of the engine: well-formed pieces, each one band of
 // non-empty rows with a tight box, pieces in row order.
 inline ::testing::AssertionResult Banded(const CRasterArray* a) {
-  if (!a) return ::testing::AssertionSuccess();
-  long long lastBottom = INT64_MIN;
-  for (const RSRLINE* p : *a) {
-    if (!p) return ::testing::AssertionFailure() << "null piece";
-    if (!CRstLines::IsWellFormed(p)) return ::testing::AssertionFailure() << "piece not well formed";
-    for (int c : p->arCount)
-      if (c == 0) return ::testing::AssertionFailure() << "empty row inside a piece";
-    long long maxX2 = INT64_MIN;
-    for (const RSRUN& r : p->arRun) maxX2 = std::max<long long>(maxX2, r.x2);
-    if (maxX2 != p->rcBox.right) return ::testing::AssertionFailure() << "box not tight";
-    if (p->rcBox.top <= lastBottom) return ::testing::AssertionFailure() << "pieces out of row order";
-    if (p->rcBox.top == lastBottom + 1) return ::testing::AssertionFailure() << "adjacent bands not joined";
-    lastBottom = p->rcBox.bottom;
-  }
+  const char* defect = BandedDefect(a);
+  if (defect) return ::testing::AssertionFailure() << defect;
   return ::testing::AssertionSuccess();
 }
 

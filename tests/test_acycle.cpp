@@ -5,11 +5,13 @@
 // record and input as code that reproduces it.
 #include <tqbase/tqbase.h>
 
+#include "cycle_model.h"
 #include "test_support.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cfloat>
 #include <climits>
 #include <cmath>
 #include <map>
@@ -18,6 +20,8 @@
 #include <string>
 #include <tuple>
 #include <vector>
+
+using namespace tqtest;
 
 namespace {
 
@@ -42,65 +46,6 @@ std::string Code(const RECT& r, const char* name = "rc") {
 }
 
 POINT Pt(int x, int y) { return POINT{x, y}; }
-
-// ---------------------------------------------------------------------------
-// The brute-force model: fold by stepping whole tiles, one at a time.
-
-void ModelFold(long long& x, long long& y, const CYCLEINFO& ci) {
-  if (!ci.onOff || ci.width == 0 || ci.height == 0) return;
-  const long long w = ci.width, h = ci.height, p = ci.param;
-  // Whole tiles along the displacing axis one at a time; the other axis,
-  // which only wraps, by remainder.
-  if (ci.way == 1) {
-    while (x < 0) x += w, y += p;
-    while (x >= w) x -= w, y -= p;
-    y = ((y % h) + h) % h;
-  } else if (ci.way == 2) {
-    while (y < 0) y += h, x += p;
-    while (y >= h) y -= h, x -= p;
-    x = ((x % w) + w) % w;
-  }
-}
-
-// The lattice translation that takes the plane pixel (x, y) to its folded
-// place identifies the tile copy the pixel lies in.
-struct Copy {
-  long long dx, dy;
-  bool operator<(const Copy& o) const { return std::tie(dx, dy) < std::tie(o.dx, o.dy); }
-};
-
-struct RunPiece {
-  int x, y, length, offset;
-  bool operator==(const RunPiece& o) const {
-    return x == o.x && y == o.y && length == o.length && offset == o.offset;
-  }
-  bool operator<(const RunPiece& o) const {
-    return std::tie(offset, x, y, length) < std::tie(o.offset, o.x, o.y, o.length);
-  }
-};
-
-std::ostream& operator<<(std::ostream& os, const RunPiece& p) {
-  return os << "{" << p.x << "," << p.y << "," << p.length << " @" << p.offset << "}";
-}
-
-// Pixel by pixel: fold every pixel of the run and group the pixels of one
-// tile copy. Pieces in order of their offset within the run.
-std::vector<RunPiece> ModelCutRun(const APTLENGTH& run, const CYCLEINFO& ci) {
-  std::vector<RunPiece> out;
-  Copy last = {0, 0};
-  for (int j = 0; j < run.length; ++j) {
-    long long x = (long long)run.x + j, y = run.y;
-    ModelFold(x, y, ci);
-    Copy c = {(long long)run.x + j - x, (long long)run.y - y};
-    if (!out.empty() && !(c < last) && !(last < c) && x == out.back().x + out.back().length) {
-      ++out.back().length;
-    } else {
-      out.push_back(RunPiece{(int)x, (int)y, 1, j});
-      last = c;
-    }
-  }
-  return out;
-}
 
 std::vector<RunPiece> CutRun(const APTLENGTH& run, const CYCLEINFO& ci) {
   int n = ACycle::GCalCycleLine(run, nullptr, nullptr, &ci);
@@ -167,8 +112,53 @@ TEST(ACycleFold, AgreesWithSteppingModelAndStaysExactAtTheLimits) {
   }
 }
 
+// A tile below one pixel has no cell, whatever the sign of its sides: no
+// fold, no pieces, in the counting and the filling calls alike. (A negative
+// width once folded into (width, 0], outside the tile, and a negative run on
+// a negative width counted 2^31 - 1 steps that took seconds to walk.)
+TEST(ACycleFold, TileWithoutPixelsFoldsAndCutsNothing) {
+  for (CYCLEINFO ci : {Cycle(-10, 50, 25, 1), Cycle(100, -1, 25, 2), Cycle(INT_MIN, INT_MIN, 3, 1),
+                       Cycle(-1, 7, 0, 2), Cycle(0, -5, 1, 1)}) {
+    POINT p = ACycle::GCalLocalPoint(5, 7, &ci);
+    EXPECT_TRUE(p.x == 5 && p.y == 7) << Code(ci);
+    POINTD d(5.5, -7.5);
+    ACycle::GCalLocalPointD(d, &ci);
+    EXPECT_TRUE(d.x == 5.5 && d.y == -7.5) << Code(ci);
+    ACycle cyc(ci);
+    RECT rc = {-3, -4, 5, 6}, same = rc;
+    cyc.BoundLeftLower(rc);
+    EXPECT_TRUE(EqualRect(&rc, &same)) << Code(ci);
+    APTLENGTH pieces[2], runs[] = {{0, 0, -2147483646}, {-5, 3, 40}};
+    for (const APTLENGTH& run : runs) {
+      EXPECT_EQ(ACycle::GCalCycleLine(run, nullptr, nullptr, &ci), 0) << Code(ci) << Code(run);
+      EXPECT_EQ(ACycle::GCalCycleLine(run, pieces, nullptr, &ci), 0) << Code(ci) << Code(run);
+      EXPECT_EQ(ACycle::GCycleSituation(&run, (POINT*)nullptr, &ci), 0) << Code(ci) << Code(run);
+    }
+    RECT rects[] = {{0, 0, 10, 10}, {INT_MAX, INT_MAX, -1000, -1000}};
+    RECT rp[2];
+    for (const RECT& r : rects) {
+      EXPECT_EQ(ACycle::GCalCycleRect(r, nullptr, nullptr, &ci), 0) << Code(ci) << Code(r);
+      EXPECT_EQ(ACycle::GCalCycleRect(r, rp, nullptr, &ci), 0) << Code(ci) << Code(r);
+    }
+  }
+}
+
 TEST(ACycleFold, DoublesKeepTheTileInvariant) {
+  // Any finite point lands in the tile: the tile count of a huge
+  // coordinate times the displacement once overflowed to an infinity and
+  // left a NaN in the other coordinate.
+  for (CYCLEINFO c : {Cycle(1, 50, 25, 1), Cycle(3, 1, INT_MIN, 2), Cycle(1, 1, INT_MAX, 1)}) {
+    for (double v : {DBL_MAX, -DBL_MAX, 1e300, -4.9e-324, 9.007199254740993e15}) {
+      POINTD q(v, -v);
+      ACycle::GCalLocalPointD(q, &c);
+      EXPECT_TRUE(q.x >= 0 && q.x < c.width && q.y >= 0 && q.y < c.height) << Code(c) << " POINTD q(" << v << ")";
+    }
+  }
+  // A coordinate that is not finite leaves the point as it is.
   CYCLEINFO ci = Cycle(100, 50, 25, 1);
+  POINTD inf(INFINITY, 3);
+  ACycle::GCalLocalPointD(inf, &ci);
+  EXPECT_TRUE(std::isinf(inf.x) && inf.y == 3);
   POINTD d(-1e-20, 7.25);
   ACycle::GCalLocalPointD(d, &ci);
   EXPECT_TRUE(d.x >= 0 && d.x < 100);
@@ -309,51 +299,6 @@ TEST(ACycleRun, OddWayWalksWithoutFolding) {
 // ---------------------------------------------------------------------------
 // Rectangles
 
-struct RectPiece {
-  RECT rc;
-  POINT off;
-  bool operator<(const RectPiece& o) const {
-    return std::tie(rc.left, rc.top, rc.right, rc.bottom, off.x, off.y) <
-           std::tie(o.rc.left, o.rc.top, o.rc.right, o.rc.bottom, o.off.x, o.off.y);
-  }
-  bool operator==(const RectPiece& o) const { return !(*this < o) && !(o < *this); }
-};
-
-std::ostream& operator<<(std::ostream& os, const RectPiece& p) {
-  return os << "{" << p.rc.left << "," << p.rc.top << "," << p.rc.right << "," << p.rc.bottom << " @" << p.off.x
-            << "," << p.off.y << "}";
-}
-
-// Folds every pixel of the rectangle and groups the pixels by tile copy.
-std::vector<RectPiece> ModelCutRect(const RECT& rc, const CYCLEINFO& ci) {
-  std::map<Copy, RectPiece> groups;
-  for (int y = rc.top; y < rc.bottom; ++y)
-    for (int x = rc.left; x < rc.right; ++x) {
-      long long fx = x, fy = y;
-      ModelFold(fx, fy, ci);
-      Copy c = {x - fx, y - fy};
-      auto it = groups.find(c);
-      if (it == groups.end()) {
-        RectPiece p;
-        p.rc = {(LONG)fx, (LONG)fy, (LONG)fx + 1, (LONG)fy + 1};
-        p.off = Pt(x - rc.left, y - rc.top);
-        groups[c] = p;
-      } else {
-        RectPiece& p = it->second;
-        p.rc.left = std::min<LONG>(p.rc.left, (LONG)fx);
-        p.rc.top = std::min<LONG>(p.rc.top, (LONG)fy);
-        p.rc.right = std::max<LONG>(p.rc.right, (LONG)fx + 1);
-        p.rc.bottom = std::max<LONG>(p.rc.bottom, (LONG)fy + 1);
-        p.off.x = std::min<LONG>(p.off.x, x - rc.left);
-        p.off.y = std::min<LONG>(p.off.y, y - rc.top);
-      }
-    }
-  std::vector<RectPiece> out;
-  for (auto& g : groups) out.push_back(g.second);
-  std::sort(out.begin(), out.end());
-  return out;
-}
-
 TEST(ACycleRect, CutAgreesWithPixelModel) {
   std::mt19937 rng(21);
   for (int trial = 0; trial < 3000; ++trial) {
@@ -436,39 +381,38 @@ TEST(ACycleRect, BoundLeftLowerAndUpper) {
   RECT same = {-1, 10, 9, 30};
   cyc.BoundLeftLower(same);
   EXPECT_EQ(same.left, -1);
+  // A rectangle that would leave the 32-bit range once moved stays as it
+  // is (its right side once wrapped round to the left of its left side).
+  cyc.SetCycleOnOff(1);
+  RECT wide = {INT_MIN, 0, INT_MAX, 10}, keep = wide;
+  cyc.BoundLeftLower(wide);
+  EXPECT_TRUE(EqualRect(&wide, &keep)) << Code(wide);
+  RECT tall = {5, INT_MIN + 1, 6, INT_MAX}, keepTall = tall;
+  cyc.BoundLeftUpper(tall);
+  EXPECT_TRUE(EqualRect(&tall, &keepTall)) << Code(tall);
+  RECT fits = {INT_MAX - 10, INT_MAX - 10, INT_MAX, INT_MAX};  // moves to the tile and fits
+  cyc.BoundLeftLower(fits);
+  EXPECT_TRUE(fits.left >= 0 && fits.left < 100 && fits.right - fits.left == 10) << Code(fits);
+}
+
+// A rectangle inverted in one axis has no tile positions; the walk over
+// the other axis alone (2^30 steps here) once ran all the same.
+TEST(ACycleRect, NoPositionsWalkNothing) {
+  const CYCLEINFO ci = Cycle(2, 100, 2, 1), rows = Cycle(2, 100, 2, 2);
+  const RECT rc = {2, INT_MAX, INT_MAX, 65536}, cols = {INT_MAX, 2, 65536, INT_MAX};
+  RECT piece;
+  POINT corner;
+  for (const CYCLEINFO* c : {&ci, &rows}) {
+    for (const RECT* r : {&rc, &cols}) {
+      EXPECT_EQ(ACycle::GCalCycleRect(*r, nullptr, nullptr, c), 0) << Code(*c) << Code(*r);
+      EXPECT_EQ(ACycle::GCalCycleRect(*r, &piece, nullptr, c), 0) << Code(*c) << Code(*r);
+      EXPECT_EQ(ACycle::GCycleSituation(r, &corner, c), 0) << Code(*c) << Code(*r);
+    }
+  }
 }
 
 // ---------------------------------------------------------------------------
 // Clipping forms
-
-// Every copy of the reference point (x0, y0) in the box, by walking a wide
-// range of lattice indices.
-std::vector<std::pair<long long, long long>> ModelCopies(long long x0, long long y0, long long xlo, long long xhi,
-                                                         long long ylo, long long yhi, const CYCLEINFO& ci) {
-  std::vector<std::pair<long long, long long>> out;
-  if (!ci.onOff) {
-    if (x0 >= xlo && x0 <= xhi && y0 >= ylo && y0 <= yhi) out.push_back({y0, x0});
-    return out;
-  }
-  const long long w = ci.width, h = ci.height, p = ci.param;
-  for (long long i = -200; i <= 200; ++i) {
-    long long primary = ci.way == 1 ? x0 + i * w : y0 + i * h;
-    if (ci.way == 1 ? (primary < xlo || primary > xhi) : (primary < ylo || primary > yhi)) continue;
-    for (long long j = -400; j <= 400; ++j) {
-      long long x, y;
-      if (ci.way == 1) {
-        x = x0 + i * w;
-        y = y0 + i * p + j * h;
-      } else {
-        y = y0 + i * h;
-        x = x0 + i * p + j * w;
-      }
-      if (x >= xlo && x <= xhi && y >= ylo && y <= yhi) out.push_back({y, x});
-    }
-  }
-  std::sort(out.begin(), out.end());
-  return out;
-}
 
 TEST(ACycleClip, CopiesAgreeWithLatticeModel) {
   std::mt19937 rng(31);
@@ -584,6 +528,10 @@ TEST(ACycleScale, PackedRatios) {
   in.param = INT_MIN;
   ACycle::GScaleCycleParams(&in, &in, MAKELONG(1, 1), 1);
   EXPECT_EQ(in.param, INT_MAX);
+  // Results beyond the int range saturate.
+  CYCLEPARAMS big = Cycle(2000000000, -2000000000, INT_MIN, 1);
+  ACycle::GScaleCycleParams(&big, &big, MAKELONG(1, 65535), 0);
+  EXPECT_TRUE(big.width == INT_MAX && big.height == INT_MIN && big.param == INT_MIN) << big.param;
 
   CYCLEINFO ci = Cycle(100, 100, 10, 1);
   EXPECT_TRUE(ACycle::GScaleCycleParams(&out, &ci, MAKELONG(1, 2), MAKELONG(1, 3), 0));

@@ -55,27 +55,6 @@ std::vector<POINT> RandomPoly(std::mt19937& rng, int n, int span, int ox = 0, in
   return p;
 }
 
-// Continuous model: crossings of the outline with the row (pixel centres
-// on integer coordinates), for rows without a vertex.
-bool ModelSafe(const std::vector<POINT>& p, long long x, long long y, int mode, bool* inside) {
-  int n = (int)p.size();
-  int parity = 0, wind = 0;
-  for (int i = 0; i < n; ++i) {
-    const POINT& a = p[(size_t)i];
-    const POINT& b = p[(size_t)((i + 1) % n)];
-    if (a.y == y || b.y == y) return false;  // vertex rows are not modelled
-    if ((a.y < y) == (b.y < y)) continue;
-    double cx = a.x + (double)(y - a.y) * (double)(b.x - a.x) / (double)(b.y - a.y);
-    if (std::fabs(cx - (double)x) < 1.5) return false;
-    if (cx < (double)x) {
-      parity ^= 1;
-      wind += b.y > a.y ? 1 : -1;
-    }
-  }
-  *inside = mode == 1 ? parity != 0 : wind != 0;
-  return true;
-}
-
 CRasterArray* Wrap(RSRLINE* p) {
   CRasterArray* a = new CRasterArray;
   a->Add(p);
@@ -304,6 +283,78 @@ TEST(CRstLinesScan, TooLargeFailsCleanly) {
   EXPECT_FALSE(r.Create(RECT{0, -2000000000, 5, 2000000000}));
   EXPECT_TRUE(g_Error.GetLastError(text));
   EXPECT_NE(text.Find("too large"), -1) << text.GetString();
+}
+
+// An outline on the corners of its box that runs down one side and back up
+// the same side (an L, or a line with a spur on its top row) is not its
+// box: a set filled polygon by polygon once took it for a rectangle.
+TEST(CRstLinesScan, OneSidedOutlinesAreNotTheirBox) {
+  const std::vector<std::vector<POINT>> outlines = {
+      {{0, 0}, {0, 10}, {5, 10}, {0, 10}},            // an L
+      {{1, -8}, {0, -8}, {0, 18}, {0, 18}, {0, -8}},  // a spur on the top row
+      {{5, 0}, {5, 7}, {2, 7}, {5, 7}, {5, 0}, {2, 0}},
+  };
+  for (const auto& q : outlines) {
+    for (int mode = 1; mode <= 2; ++mode) {
+      const int n = (int)q.size();
+      RSRLINE* one = CRstLines::CreateRaster(q.data(), n, mode);
+      CRasterArray* set = CRstLines::CreateRasterArray(q.data(), &n, 1, mode, 0);
+      // With a second polygon the set takes the per-polygon path.
+      std::vector<POINT> two = q;
+      two.push_back(POINT{100, 100});
+      int counts[] = {n, 1};
+      CRasterArray* pair = CRstLines::CreateRasterArray(two.data(), counts, 2, mode, 0);
+      PixelSet want = Pixels(one);
+      EXPECT_EQ(Pixels(set), want) << PolyCode(q, mode);
+      want.insert({100, 100});
+      EXPECT_EQ(Pixels(pair), want) << PolyCode(q, mode);
+      EXPECT_LT(want.size(), 30u) << PolyCode(q, mode);  // a line and a spur, not a box
+      CRstLines::Delete(one);
+      CRstLines::Delete(set);
+      CRstLines::Delete(pair);
+    }
+  }
+}
+
+// Rows between polygons that are far apart hold no pixels and cost
+// nothing: sets spanning more rows than the engine takes were refused as
+// too large, filled together or one by one.
+TEST(CRstLinesScan, FarApartPolygonsInOneSet) {
+  const std::vector<POINT> pts = {{0, -2000000000}, {6, -2000000000}, {3, -1999999995},  // a triangle
+                                  {-7, 2000000000},  {-7, 2000000003},                   // an upright line
+                                  {1, 0},           {9, 4},           {1, 8},  {9, 0}};    // a bow tie
+  int counts[] = {3, 2, 4};
+  for (int join = 0; join <= 1; ++join) {
+    for (int mode = 1; mode <= 2; ++mode) {
+      CRasterArray* set = CRstLines::CreateRasterArray(pts.data(), counts, 3, mode, join);
+      ASSERT_NE(set, nullptr) << "join " << join << " mode " << mode;
+      EXPECT_TRUE(Banded(set));
+      EXPECT_EQ(set->GetSize(), 3);
+      PixelSet want;
+      for (int k = 0, off = 0; k < 3; off += counts[k++]) {
+        RSRLINE* one = CRstLines::CreateRaster(pts.data() + off, counts[k], mode);
+        PixelSet s = Pixels(one);
+        want.insert(s.begin(), s.end());
+        CRstLines::Delete(one);
+      }
+      EXPECT_EQ(Pixels(set), want) << "join " << join << " mode " << mode;
+      CRstLines::Delete(set);
+    }
+  }
+  // A region of pieces far apart traces and rebuilds.
+  CRstLines region;
+  ASSERT_TRUE(region.Create(pts.data(), counts, 3, ALTERNATE_FILL, 0));
+  ANLOOPGRP* loops = CLoopGrpOpt::CreateAnloopGrp(region.GetData());
+  ASSERT_NE(loops, nullptr);
+  CRstLines back;
+  ASSERT_TRUE(back.Create(loops));
+  EXPECT_EQ(Pixels(back.GetData()), Pixels(region.GetData()));
+  CLoopGrpOpt::DeleteAnloopGrp(loops);
+  // One polygon spanning too many rows is still refused.
+  const POINT tall[] = {{0, -2000000000}, {5, 2000000000}, {0, 2000000000}, {0, 0}, {1, 0}, {1, 1}};
+  int tallCounts[] = {3, 3};
+  EXPECT_EQ(CRstLines::CreateRasterArray(tall, tallCounts, 2, 1, 1), nullptr);
+  EXPECT_EQ(CRstLines::CreateRasterArray(tall, tallCounts, 2, 1, 0), nullptr);
 }
 
 TEST(CRstLinesScan, PolygonSets) {

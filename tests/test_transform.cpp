@@ -10,7 +10,9 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <climits>
 #include <cmath>
+#include <cstring>
 #include <random>
 #include <sstream>
 #include <vector>
@@ -486,6 +488,68 @@ TEST(Transform, ResolutionFailures) {
   EXPECT_EQ(s.GetMatrix().m22, 3);   // sy = -m21
   EXPECT_EQ(r.GetMatrix().m11, 0);   // c = 0
   EXPECT_EQ(r.GetMatrix().m12, 1);   // s = 1
+}
+
+// What has no finite result is refused: a NaN or infinite determinant, a
+// NaN or infinite offset, an inverse that overflows. (A NaN matrix once
+// inverted to NaNs with TRUE, and CanInverseCalc said TRUE for it.)
+TEST(Transform, NonFiniteMatricesHaveNoInverse) {
+  TransMatrix overflow = Mx(0x1p-1032, 0, 0, 0x1p+1000);  // det 2^-32, inverse m11 2^1032
+  TransMatrix nanOffset = Mx(2, 0, 0, 2);
+  nanOffset.dx = NAN;
+  for (const TransMatrix& t : {Mx(NAN, 0, 0, 1), Mx(1e300, 0, 0, 1e300), Mx(INFINITY, 0, 0, 1), nanOffset, overflow}) {
+    TransMatrix inv = t;
+    EXPECT_FALSE(inv.InverseMatrix()) << t.m11;
+    EXPECT_EQ(std::memcmp(&inv, &t, sizeof t), 0) << t.m11;  // unchanged
+  }
+  // Gauss-Jordan needs no determinant: a huge diagonal inverts, the rest
+  // is refused.
+  for (const TransMatrix& t : {Mx(NAN, 0, 0, 1), Mx(INFINITY, 0, 0, 1), nanOffset, overflow}) {
+    double m[9];
+    t.GetTransMatrix(m);
+    EXPECT_FALSE(TransMatrix::InverseMatrix(m, 3)) << t.m11;
+  }
+  for (const TransMatrix& t : {Mx(NAN, 0, 0, 1), Mx(INFINITY, 0, 0, 1), nanOffset}) {
+    POINTD p;
+    ATransform s, mv, r;
+    EXPECT_FALSE(ATransform(t).Resolution(p, p, &s, &mv, &r)) << t.m11;
+  }
+  // The n x n form leaves a non-finite matrix as it was.
+  double inf[4] = {1, INFINITY, 0, 1}, keep[4] = {1, INFINITY, 0, 1};
+  EXPECT_FALSE(TransMatrix::InverseMatrix(inf, 2));
+  EXPECT_EQ(std::memcmp(inf, keep, sizeof inf), 0);
+  // The backward maps need a finite, non-zero determinant.
+  EXPECT_FALSE(ATransform(Mx(NAN, 0, 0, 1)).CanInverseCalc());
+  EXPECT_FALSE(ATransform(Mx(1e300, 0, 0, 1e300)).CanInverseCalc());
+  EXPECT_TRUE(ATransform(Mx(0x1p-1032, 0, 0, 0x1p+1000)).CanInverseCalc());
+  // A finite transform with points that are not: refused too.
+  ATransform s, mv, r;
+  EXPECT_FALSE(ATransform(Mx(2, 0, 0, 3)).Resolution(POINTD(NAN, 0), POINTD(), &s, &mv, &r));
+  EXPECT_TRUE(ATransform(Mx(2, 0, 0, 3)).Resolution(POINTD(1, 0), POINTD(), &s, &mv, &r));
+}
+
+// NaN and infinities pass through the double maps; the integer forms give
+// INT_MIN for them and for values beyond 32 bits; the float forms give
+// infinities beyond the float range.
+TEST(Transform, NonFiniteValuesInTheMaps) {
+  ATransform t(Mx(1e300, 0, 0, NAN));
+  double x = 1e10, y = 1;
+  t.CalcPoint(x, y);
+  EXPECT_TRUE(std::isinf(x) && std::isnan(y));
+  int ix = 3, iy = 4;
+  t.CalcPoint(ix, iy, 0.5);
+  EXPECT_TRUE(ix == INT_MIN && iy == INT_MIN);
+  POINT p = {1, 1};
+  ATransform(Mx(3e9, 0, 0, 1)).CalcPoint(p, 0.0);
+  EXPECT_TRUE(p.x == INT_MIN && p.y == 1);
+  float fx = 2, fy = 2;
+  ATransform(Mx(1e300, 0, 0, -1e300)).CalcPoint(fx, fy);
+  EXPECT_TRUE(fx == INFINITY && fy == -INFINITY);
+  const XFORM xf = TransMatrix(Mx(1e300, NAN, 0, 1));
+  EXPECT_TRUE(xf.eM11 == INFINITY && std::isnan(xf.eM12));
+  EXPECT_EQ(CPrecise::PreciseInt(1, NAN), INT_MIN);
+  EXPECT_EQ(CPrecise::PreciseInt(2147483647.6, 0.5), INT_MIN);
+  EXPECT_EQ(CPrecise::PreciseInt(2147483647.4, 0.0), INT_MAX);
 }
 
 // The source forms load the source and then apply the operation.

@@ -182,6 +182,51 @@ TEST_F(UnitsTest, ResolutionEquality) {
   EXPECT_FALSE(EqualNDPI(-2.5, -2.4));
 }
 
+// Non-finite values: a resolution that is not a finite number is none (the
+// fallback applies, CUnitTrans holds none), NaN equals nothing, the texts
+// and zooms saturate. (An infinite resolution once turned lengths into 0
+// and NaN, and EqualNDPI took NaN for 0.)
+TEST_F(UnitsTest, NonFiniteValues) {
+  g_Flags.dDefRes = 0;
+  EXPECT_DOUBLE_EQ(ToMM(100, INFINITY, 1, 1), 100.0 / 600.0);
+  EXPECT_DOUBLE_EQ(ToMM(100, NAN, 1, 1), 100.0 / 600.0);
+  EXPECT_DOUBLE_EQ(ToPIXEL(1, INFINITY, 3, 3), 600.0);
+  EXPECT_DOUBLE_EQ(ToINCH(600 * 25.4, -INFINITY, 1, 1), 1.0);
+  g_Flags.dDefRes = INFINITY;  // no default resolution either
+  EXPECT_DOUBLE_EQ(ToPIXEL(1, NAN, 1, 3), 600.0);
+  EXPECT_TRUE(std::isnan(ToMM(NAN, 300, 1, 3)) && std::isinf(ToPIXEL(INFINITY, 300, 1, 3)));
+  EXPECT_EQ(ToNPIXEL(INFINITY, 300, 1, 3), INT_MAX);
+  EXPECT_EQ(ToNPIXEL(NAN, 300, 1, 3), 0);
+
+  EXPECT_FALSE(EqualNDPI(NAN, 0.3));
+  EXPECT_FALSE(EqualNDPI(NAN, NAN));
+  EXPECT_FALSE(EqualRes(NAN, 0, RESUNIT_DPI, TRUE));
+  EXPECT_FALSE(EqualRes(0, NAN, RESUNIT_DPMM, FALSE));
+  EXPECT_TRUE(EqualNDPI(INFINITY, 1e300));  // both saturate
+
+  CUnitTrans t;
+  EXPECT_FALSE(t.SetRes(INFINITY, 1));
+  EXPECT_EQ(t.dDPMM, 0.0);
+  EXPECT_FALSE(t.SetRes(1e307, RESUNIT_DPSM));  // dots per mm overflow
+  EXPECT_FALSE(t.SetParams(5, NAN, 1, 3));
+  EXPECT_TRUE(t.SetParams(NAN, 300, 1, 3));
+  EXPECT_EQ(t.GetValue(3, 2, FALSE), 0.0);
+  EXPECT_TRUE(t.SetParams(INFINITY, 300, 1, 3));
+  EXPECT_EQ(t.GetValue(1, 0, TRUE), (double)INT_MAX);
+
+  EXPECT_STREQ(AnxFloatPrecisionString(INFINITY, 2, TRUE), "9223372036854775807");
+  EXPECT_STREQ(AnxFloatPrecisionString(-1e300, 2, TRUE), "-9223372036854775808");
+  double r = INFINITY;
+  AnxZoomInRatio(r);
+  EXPECT_EQ(r, 100.0);
+  r = INFINITY;
+  AnxZoomOutRatio(r);
+  EXPECT_EQ(r, 99.0);
+  r = INFINITY;
+  AnxZoomNormalRatio(r);
+  EXPECT_EQ(r, 100.0);
+}
+
 TEST(AnxNumbers, FloatToIntRoundsAwayFromZeroAndSaturates) {
   struct { double v; BOOL round; int i; DWORD u; } cases[] = {
       {2.5, TRUE, 3, 3},          {-2.5, TRUE, -3, 0},           {2.9999999999, FALSE, 3, 3},

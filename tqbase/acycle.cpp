@@ -140,7 +140,7 @@ POINT ACycle::GCalLocalPoint(int x, int y, const CYCLEINFO* ci) {
 
 void ACycle::GCalLocalPointD(POINTD& p, const CYCLEINFO* ci) {
   ASSERT(ci != nullptr);
-  if (ci == nullptr || ci->onOff == 0 || ci->width == 0 || ci->height == 0) return;
+  if (ci == nullptr || ci->onOff == 0 || ci->width < 1 || ci->height < 1) return;
   if (!std::isfinite(p.x) || !std::isfinite(p.y)) return;
   const double w = ci->width, h = ci->height, d = ci->param;
   // Folds a along period m, moving b by disp per tile. The tile count is
@@ -153,7 +153,10 @@ void ACycle::GCalLocalPointD(POINTD& p, const CYCLEINFO* ci) {
   //    corrected value rounds to m; or |a| so large that a - k*m cancels):
   //    the exact remainder fmod gives the place, a hair below 0 counts as
   //    0, and the count is whatever whole number of tiles was removed.
-  auto fold = [](double& a, double& b, double m, double disp) {
+  // b is folded along its own period bm afterwards, so only k modulo bm
+  // matters for its displacement: the count is reduced (exactly, by fmod)
+  // before it multiplies disp, which keeps b finite however large a is.
+  auto fold = [](double& a, double& b, double m, double disp, double bm) {
     if (!(a < 0 || a >= m)) return;
     double k = std::floor(a / m);
     double r = a - k * m;
@@ -173,15 +176,15 @@ void ACycle::GCalLocalPointD(POINTD& p, const CYCLEINFO* ci) {
       }
     }
     a = r;
-    b -= k * disp;
+    if (disp != 0) b -= (std::fabs(k) < bm ? k : std::fmod(k, bm)) * disp;
   };
   double x = p.x, y = p.y, unused = 0;
   if (ci->way == 1) {
-    fold(x, y, w, d);
-    fold(y, unused, h, 0);
+    fold(x, y, w, d, h);
+    fold(y, unused, h, 0, 0);
   } else if (ci->way == 2) {
-    fold(y, x, h, d);
-    fold(x, unused, w, 0);
+    fold(y, x, h, d, w);
+    fold(x, unused, w, 0, 0);
   }
   p.x = x;
   p.y = y;
@@ -215,7 +218,7 @@ int ACycle::GCalCycleLine(const APTLENGTH& run, APTLENGTH* pieces, int* offsets,
   ASSERT(ci != nullptr);
   if (ci == nullptr) return 0;
   const bool on = ci->onOff != 0;
-  if (on && ci->width == 0) return 0;
+  if (!TileUsable(*ci)) return 0;
   if (pieces == nullptr) {
     if (!on) return 1;
     i64 n = TileCount(run.length, ci->width);
@@ -239,7 +242,7 @@ int ACycle::GCalCycleRect(const RECT& rc, RECT* pieces, POINT* offsets, const CY
   ASSERT(ci != nullptr);
   if (ci == nullptr) return 0;
   const bool on = ci->onOff != 0;
-  if (on && (ci->width == 0 || ci->height == 0)) return 0;
+  if (!TileUsable(*ci)) return 0;
   i64 nx = 1, ny = 1;
   if (on) {
     if (!RectCounts(rc, *ci, &nx, &ny)) return 0;
@@ -273,26 +276,32 @@ int ACycle::GCalCycleRect(const RECT& rc, RECT* pieces, POINT* offsets, const CY
 // ---------------------------------------------------------------------------
 // Moving rectangles into the tile
 
+namespace {
+bool FitsLong(i64 v) { return v >= INT32_MIN && v <= INT32_MAX; }
+
+// Moves rc by (dx, dy) unless a side would leave the 32-bit range.
+void MoveRect(RECT& rc, i64 dx, i64 dy) {
+  const i64 l = rc.left + dx, t = rc.top + dy, r = rc.right + dx, b = rc.bottom + dy;
+  if (!FitsLong(l) || !FitsLong(t) || !FitsLong(r) || !FitsLong(b)) return;
+  rc.left = (LONG)l;
+  rc.top = (LONG)t;
+  rc.right = (LONG)r;
+  rc.bottom = (LONG)b;
+}
+}  // namespace
+
 void ACycle::BoundLeftLower(RECT& rc) const {
   if (CYCLEINFO::onOff == 0) return;
   i64 x = rc.left, y = rc.top;
   Fold64(x, y, *CycleInfoPtr());
-  const i64 w = (i64)rc.right - rc.left, h = (i64)rc.bottom - rc.top;
-  rc.left = (LONG)x;
-  rc.top = (LONG)y;
-  rc.right = (LONG)(x + w);
-  rc.bottom = (LONG)(y + h);
+  MoveRect(rc, x - rc.left, y - rc.top);
 }
 
 void ACycle::BoundLeftUpper(RECT& rc) const {
   if (CYCLEINFO::onOff == 0) return;
   i64 x = rc.left, y = rc.bottom;
   Fold64(x, y, *CycleInfoPtr());
-  const i64 w = (i64)rc.right - rc.left, h = (i64)rc.bottom - rc.top;
-  rc.left = (LONG)x;
-  rc.bottom = (LONG)y;
-  rc.right = (LONG)(x + w);
-  rc.top = (LONG)(y - h);
+  MoveRect(rc, x - rc.left, y - rc.bottom);
 }
 
 // ---------------------------------------------------------------------------

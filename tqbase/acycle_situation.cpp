@@ -24,7 +24,7 @@ int ACycle::GCycleSituation(const APTLENGTH* run, POINT* starts, const CYCLEINFO
   ASSERT(ci != nullptr);
   if (run == nullptr || ci == nullptr) return 0;
   const bool on = ci->onOff != 0;
-  if (on && ci->width == 0) return 0;
+  if (!TileUsable(*ci)) return 0;
   if (starts == nullptr) return GCalCycleLine(*run, nullptr, nullptr, ci);
   if (!on) {
     APTLENGTH piece;

@@ -19,6 +19,10 @@ namespace cycle {
 
 typedef int64_t i64;
 
+// The tile must hold a pixel for the folds, walks and clip forms when the
+// repeat is on.
+inline bool TileUsable(const CYCLEINFO& ci) { return ci.onOff == 0 || (ci.width >= 1 && ci.height >= 1); }
+
 // floor(a / b) for b != 0, |a| well inside the 64-bit range.
 inline i64 FloorDiv(i64 a, i64 b) {
   i64 q = a / b;
@@ -54,9 +58,10 @@ inline i64 FloorDivAny(i64 a, i64 b) { return b > 0 ? FloorDivPos(a, b) : FloorD
 // coordinate already inside the tile gets a tile count of 0, so the range
 // tests of the rule need no branch of their own: random coordinates would
 // mispredict them (BM_FoldInteger vs BM_FoldDoubleFloor in bench_acycle).
+// A tile smaller than one pixel has no cell to fold into.
 inline void Fold64(i64& x, i64& y, const CYCLEINFO& ci) {
   const i64 w = ci.width, h = ci.height, p = ci.param;
-  if (ci.onOff == 0 || w == 0 || h == 0) return;
+  if (ci.onOff == 0 || w < 1 || h < 1) return;
   if (ci.way == 1) {
     i64 k = FloorDivAny(x, w);
     x -= k * w;
@@ -150,6 +155,8 @@ inline bool RectCounts(const RECT& rc, const CYCLEINFO& ci, i64* nx, i64* ny) {
 // RectCounts.
 template <class F>
 inline void WalkRect(const RECT& rc, const CYCLEINFO& ci, i64 nx, i64 ny, F&& f) {
+  // No positions at all: the outer loop alone could step 2^31 times.
+  if (nx == 0 || ny == 0) return;
   const i64 w = ci.width, h = ci.height, p = ci.param;
   i64 x = rc.left, y = rc.top;
   Fold64(x, y, ci);
@@ -244,9 +251,6 @@ inline bool ClipOrTile(const RECT* clip, const CYCLEINFO& ci, Rect64* out) {
   if (out->right <= out->left || out->bottom <= out->top) return false;
   return out->right - out->left <= INT_MAX && out->bottom - out->top <= INT_MAX;
 }
-
-// The tile must hold a pixel for the clip forms when the repeat is on.
-inline bool TileUsable(const CYCLEINFO& ci) { return ci.onOff == 0 || (ci.width >= 1 && ci.height >= 1); }
 
 inline bool IsTile(const RECT* rc, const CYCLEINFO& ci) {
   return rc->left == 0 && rc->top == 0 && rc->right == ci.width && rc->bottom == ci.height;

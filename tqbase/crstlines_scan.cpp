@@ -106,20 +106,29 @@ bool Monotone(const Poly& pl) {
   return changes == 2;
 }
 
-// True when the outline is an axis-aligned rectangle: every edge level or
-// upright and every vertex a corner of the outline's box.
+// True when the y-monotone outline fills its whole box: every edge level
+// or upright, every vertex a corner of the box, and (unless the box is one
+// row or one column) upright edges on both the left and the right side.
+// Without the last condition an outline that runs down and back up one
+// side (an L, or a line with a spur on one row) would fill its box.
 bool Rectangle(const Poly& pl, RSRUN& cols, long long miny, long long maxy) {
   int l = pl.p[0].x, r = pl.p[0].x;
   for (int i = 1; i < pl.n; ++i) {
     l = std::min(l, (int)pl.p[i].x);
     r = std::max(r, (int)pl.p[i].x);
   }
+  bool leftSide = false, rightSide = false;
   for (int i = 0; i < pl.n; ++i) {
     const POINT& a = pl.p[i];
     const POINT& b = pl.p[(i + 1) % pl.n];
     if (a.x != b.x && a.y != b.y) return false;
     if ((a.x != l && a.x != r) || (a.y != miny && a.y != maxy)) return false;
+    if (a.y != b.y) {
+      leftSide = leftSide || a.x == l;
+      rightSide = rightSide || a.x == r;
+    }
   }
+  if (miny != maxy && l != r && !(leftSide && rightSide)) return false;
   cols = RSRUN{l, r};
   return true;
 }
@@ -209,22 +218,42 @@ void SortRow(Item* it, long long n) {
   }
 }
 
-// Scan-converts a set of outlines filled together by their items; the
-// bands are appended to out. May throw.
-void ScanItems(const Poly* polys, int nPolys, int mode, PieceList& out) {
-  long long miny = 0, maxy = 0, total = 0;
-  for (int k = 0; k < nPolys; ++k) {
-    const Poly& pl = polys[k];
-    long long lo, hi;
-    YRange(pl, lo, hi);
-    miny = k == 0 ? lo : std::min(miny, lo);
-    maxy = k == 0 ? hi : std::max(maxy, hi);
-    total = CheckedCount(total + pl.n);  // at most one stretch per vertex
-    for (int i = 0; i < pl.n; ++i) {
-      const long long dy = std::llabs((long long)pl.p[(i + 1) % pl.n].y - pl.p[i].y);
-      if (dy > 1) total = CheckedCount(total + dy - 1);
-    }
+// The items an outline gives: at most one stretch per vertex, and the
+// crossing points strictly inside its edges.
+long long ItemCount(const Poly& pl) {
+  long long total = CheckedCount(pl.n);
+  for (int i = 0; i < pl.n; ++i) {
+    const long long dy = std::llabs((long long)pl.p[(i + 1) % pl.n].y - pl.p[i].y);
+    if (dy > 1) total = CheckedCount(total + dy - 1);
   }
+  return total;
+}
+
+// Row ranges [lo, hi] of outlines, sorted by lo, and joined into groups
+// whose ranges overlap or touch: fn(first, last, lo, hi) for each group,
+// in row order. Outlines of different groups share no row and no row edge.
+struct RowRange {
+  long long lo, hi;
+  int index;
+};
+
+template <class Fn>
+void ForEachRowGroup(std::vector<RowRange>& r, Fn fn) {
+  std::sort(r.begin(), r.end(), [](const RowRange& a, const RowRange& b) { return a.lo < b.lo; });
+  for (size_t i = 0; i < r.size();) {
+    long long hi = r[i].hi;
+    size_t j = i + 1;
+    while (j < r.size() && r[j].lo <= hi + 1) hi = std::max(hi, r[j++].hi);
+    fn(i, j, r[i].lo, hi);
+    i = j;
+  }
+}
+
+// Scan-converts a group of outlines filled together by their items, rows
+// miny..maxy, into w. May throw.
+void ScanGroup(const Poly* polys, int nPolys, int mode, long long miny, long long maxy, RowWriter& w) {
+  long long total = 0;
+  for (int k = 0; k < nPolys; ++k) total = CheckedCount(total + ItemCount(polys[k]));
   const long long rows = maxy - miny + 1;
   if (rows > kMaxRows) throw TooLarge();
 
@@ -276,8 +305,6 @@ void ScanItems(const Poly* polys, int nPolys, int mode, PieceList& out) {
     ForEachStretch(pl, [&](long long y, const Item& it) { items[S[y - miny]++] = it; });
   }
 
-  RowWriter w;
-  w.Init(total, rows);
   const bool winding = mode == WINDING_FILL;
   for (long long r = 0; r < rows; ++r) {
     const uint32_t b = r == 0 ? 0 : S[r - 1];
@@ -298,6 +325,37 @@ void ScanItems(const Poly* polys, int nPolys, int mode, PieceList& out) {
     }
     w.EndRow(miny + r, o);
   }
+}
+
+// Scan-converts a set of outlines filled together by their items; the
+// bands are appended to out. Outlines whose rows neither overlap nor touch
+// those of the others cannot meet in the fill, so each group of outlines
+// with joined rows is converted on its own: the rows between groups cost
+// nothing (two small polygons 2^31 rows apart are two small bands), and the
+// row limit applies to the rows that hold pixels. May throw.
+void ScanItems(const Poly* polys, int nPolys, int mode, PieceList& out) {
+  std::vector<RowRange> ranges;
+  ReserveFor(ranges, nPolys);
+  long long items = 0;
+  for (int k = 0; k < nPolys; ++k) {
+    RowRange r{0, 0, k};
+    YRange(polys[k], r.lo, r.hi);
+    ranges.push_back(r);
+    items = CheckedCount(items + ItemCount(polys[k]));
+  }
+  long long rows = 0;
+  ForEachRowGroup(ranges, [&](size_t, size_t, long long lo, long long hi) {
+    rows += hi - lo + 1;
+    if (rows > kMaxRows) throw TooLarge();
+  });
+  std::vector<Poly> order;  // the outlines in the order of their ranges
+  ReserveFor(order, nPolys);
+  for (const RowRange& r : ranges) order.push_back(polys[r.index]);
+  RowWriter w;
+  w.Init(items, rows);
+  ForEachRowGroup(ranges, [&](size_t first, size_t last, long long lo, long long hi) {
+    ScanGroup(order.data() + first, (int)(last - first), mode, lo, hi, w);
+  });
   w.Flush(out);
 }
 
@@ -339,7 +397,7 @@ void ScanSet(const std::vector<Poly>& polys, int mode, PieceList& out) {
   };
   std::vector<Shape> shapes;
   ReserveFor(shapes, (long long)polys.size());
-  long long monoTotal = 0, maxMono = 0, top = 0, bottom = -1;
+  long long monoTotal = 0, maxMono = 0;
   for (const Poly& pl : polys) {
     Shape sh{kItems, 0, 0, RSRUN{0, 0}};
     YRange(pl, sh.top, sh.bottom);
@@ -352,8 +410,6 @@ void ScanSet(const std::vector<Poly>& polys, int mode, PieceList& out) {
         maxMono = std::max(maxMono, rows);
       }
     }
-    top = shapes.empty() ? sh.top : std::min(top, sh.top);
-    bottom = shapes.empty() ? sh.bottom : std::max(bottom, sh.bottom);
     shapes.push_back(sh);
   }
   // Monotone rows share one block, their counts one block of ones; other
@@ -389,8 +445,15 @@ void ScanSet(const std::vector<Poly>& polys, int mode, PieceList& out) {
     total = CheckedCount(total + rows);
     src.push_back(s);
   }
+  // The merger writes only rows that some shape covers: far-apart
+  // polygons do not pay for the rows between them.
+  std::vector<RowRange> ranges;
+  ReserveFor(ranges, (long long)shapes.size());
+  for (const Shape& sh : shapes) ranges.push_back(RowRange{sh.top, sh.bottom, 0});
+  long long covered = 0;
+  ForEachRowGroup(ranges, [&](size_t, size_t, long long lo, long long hi) { covered += hi - lo + 1; });
   RowWriter w;
-  w.Init(total, bottom - top + 1);
+  w.Init(total, covered);
   MergeSources(src, w);
   w.Flush(out);
 }

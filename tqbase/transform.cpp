@@ -23,6 +23,17 @@ const double kPi = 3.141592653589793;
 
 inline bool NearZero(double v) { return v > -kEps && v < kEps; }
 
+inline bool Finite(const TransMatrix& m) {
+  return std::isfinite(m.m11) && std::isfinite(m.m12) && std::isfinite(m.m21) && std::isfinite(m.m22) &&
+         std::isfinite(m.dx) && std::isfinite(m.dy);
+}
+
+inline bool Finite(const double* a, size_t n) {
+  for (size_t i = 0; i < n; ++i)
+    if (!std::isfinite(a[i])) return false;
+  return true;
+}
+
 // a x b: apply a first, then b (row-vector convention).
 inline TransMatrix Product(const TransMatrix& a, const TransMatrix& b) {
   TransMatrix r;
@@ -102,15 +113,20 @@ int TransMatrix::OnlyOffset(const TransMatrix& other, POINTD* offset) const {
 }
 
 BOOL TransMatrix::InverseMatrix() {
-  double det = m11 * m22 - m12 * m21;
-  if (NearZero(det)) return FALSE;
-  TransMatrix o = *this;
-  m11 = o.m22 / det;
-  m12 = -o.m12 / det;
-  m21 = -o.m21 / det;
-  m22 = o.m11 / det;
-  dx = (o.m21 * o.dy - o.m22 * o.dx) / det;
-  dy = (o.m12 * o.dx - o.m11 * o.dy) / det;
+  const double det = m11 * m22 - m12 * m21;
+  // A NaN or infinite determinant, or an inverse that overflows, has no
+  // inverse in doubles: refused like a singular matrix.
+  if (NearZero(det) || !std::isfinite(det)) return FALSE;
+  const TransMatrix& o = *this;
+  TransMatrix inv;
+  inv.m11 = o.m22 / det;
+  inv.m12 = -o.m12 / det;
+  inv.m21 = -o.m21 / det;
+  inv.m22 = o.m11 / det;
+  inv.dx = (o.m21 * o.dy - o.m22 * o.dx) / det;
+  inv.dy = (o.m12 * o.dx - o.m11 * o.dy) / det;
+  if (!Finite(inv)) return FALSE;
+  *this = inv;
   return TRUE;
 }
 
@@ -129,7 +145,7 @@ BOOL TransMatrix::InverseMatrix(double* a, int n) {
   if (a == nullptr || n < 1) return FALSE;
   size_t cells = 0;
   if (!tqbase::CheckedMul((size_t)n, (size_t)n, &cells)) return FALSE;
-  (void)cells;
+  if (!Finite(a, cells)) return FALSE;  // left unchanged
   // Pivot rows and columns of every step; small matrices stay on the stack.
   int smallRows[16], smallCols[16];
   std::vector<int> bigRows, bigCols;
@@ -193,7 +209,7 @@ BOOL TransMatrix::InverseMatrix(double* a, int n) {
     if (r != k)
       for (size_t i = 0; i < N; ++i) std::swap(at(i, k), at(i, r));
   }
-  return TRUE;
+  return Finite(a, cells) ? TRUE : FALSE;  // an inverse that overflows is refused
 }
 
 BOOL TransMatrix::InverseMatrix(double* out, const double* source, int n) {
@@ -404,8 +420,10 @@ void ATransform::CalcDist(double& d) const { d = MappedLength(d, ForwardMap{this
 // ATransform: backward maps
 
 BOOL ATransform::CanInverseCalc() const {
-  // An exact test, unlike the tolerance of TransMatrix::InverseMatrix.
-  return m_matrix.m11 * m_matrix.m22 - m_matrix.m12 * m_matrix.m21 != 0.0;
+  // An exact test, unlike the tolerance of TransMatrix::InverseMatrix; a
+  // NaN or infinite determinant leaves nothing to divide by.
+  const double det = m_matrix.m11 * m_matrix.m22 - m_matrix.m12 * m_matrix.m21;
+  return det != 0.0 && std::isfinite(det);
 }
 
 void ATransform::InverseCalcPoint(double& x, double& y) const {
@@ -511,6 +529,8 @@ BOOL ATransform::Resolution(const POINTD& p1, const POINTD& p2, ATransform* scal
                             ATransform* rotate) const {
   if (scale == nullptr || move == nullptr || rotate == nullptr) return FALSE;
   const TransMatrix& t = m_matrix;
+  if (!Finite(t) || !std::isfinite(p1.x) || !std::isfinite(p1.y) || !std::isfinite(p2.x) || !std::isfinite(p2.y))
+    return FALSE;
   const double a11 = std::fabs(t.m11), a12 = std::fabs(t.m12), a21 = std::fabs(t.m21), a22 = std::fabs(t.m22);
   double det = t.m11 * t.m22 - t.m12 * t.m21;
   if (!(std::fabs(det) >= kEps)) return FALSE;
@@ -552,8 +572,10 @@ BOOL ATransform::Resolution(const POINTD& p1, const POINTD& p2, ATransform* scal
   double n = c * c + s * s;
   double mx = (ux * c + uy * s) / n - S.dx;
   double my = (-ux * s + uy * c) / n - S.dy;
+  const TransMatrix M = Make(1.0, 0.0, 0.0, 1.0, mx, my);
+  if (!Finite(S) || !Finite(M) || !Finite(R)) return FALSE;  // factors that overflow
   scale->m_matrix = S;
-  move->m_matrix = Make(1.0, 0.0, 0.0, 1.0, mx, my);
+  move->m_matrix = M;
   rotate->m_matrix = R;
   return TRUE;
 }

@@ -58,11 +58,12 @@ double DpmmOf(double value, int resUnit) {
   }
 }
 
-// A pixel conversion's resolution: res itself when above 0, else the
-// user's default resolution, else 600 in unit 3.
+// A pixel conversion's resolution: res itself when it is a finite number
+// above 0 (NaN and infinities are no resolution), else the user's default
+// resolution when that is one, else 600 in unit 3.
 void FallbackRes(double& res, int& resUnit) {
-  if (res > 0) return;
-  if (g_Flags.dDefRes > 0) {
+  if (res > 0 && std::isfinite(res)) return;
+  if (g_Flags.dDefRes > 0 && std::isfinite(g_Flags.dDefRes)) {
     res = g_Flags.dDefRes;
     resUnit = (int)g_Flags.ResUnit;
   } else {
@@ -231,6 +232,8 @@ BOOL EqualDPI(double a, double b) {
 
 BOOL EqualNDPI(double a, double b) {
   CheckDefaults();
+  // NaN equals nothing, although AnxFloatToInt takes it to 0.
+  if (std::isnan(a) || std::isnan(b)) return FALSE;
   return AnxFloatToInt(a, TRUE) == AnxFloatToInt(b, TRUE);
 }
 
@@ -310,7 +313,8 @@ BOOL CUnitTrans::SetParams(double value, double res, int resUnit, int sizeUnit) 
 }
 
 BOOL CUnitTrans::SetRes(double res, int resUnit) {
-  dDPMM = res > 0 ? ToDPMM(res, resUnit) : 0.0;
+  const double d = res > 0 ? ToDPMM(res, resUnit) : 0.0;
+  dDPMM = std::isfinite(d) ? d : 0.0;  // an infinite resolution is none
   return IsValid();
 }
 

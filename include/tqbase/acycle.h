@@ -25,7 +25,10 @@
 // call needs. Rules of this library where 32-bit arithmetic would overflow
 // or divide by zero: a count that does not fit in an int, and a rectangle
 // wider or taller than INT_MAX pixels, give 0 in both calls; a negative
-// count (a negative tile size) is reported as 0.
+// count is reported as 0. A repeat that is on with a tile smaller than one
+// pixel (width or height below 1, zero and negative sizes alike) has no
+// cell: folding leaves points and rectangles as they are, and the cuts,
+// walks and clip forms give 0 entries in both calls.
 //
 // Relies on geometry.h (POINTD) and mfcport.h (CArray).
 #ifndef TQBASE_ACYCLE_H
@@ -125,6 +128,11 @@ public:
   BOOL CycleInfoFromFloat(double scaleX = 1.0, double scaleY = 1.0);
 
   // ---- folding ----
+  // Folded points lie in the tile; the repeat off, a tile smaller than one
+  // pixel or a way other than 1 and 2 leave them as they are. The double
+  // form folds any finite point into the tile (beyond 2^53 no longer onto
+  // its exact cell, which doubles cannot tell apart); a point with a
+  // coordinate that is not finite stays as it is.
   static void GCalLocalPoint(POINT& p, const CYCLEINFO* ci);
   static void GCalLocalPoint(int* x, int* y, const CYCLEINFO* ci);
   static POINT GCalLocalPoint(int x, int y, const CYCLEINFO* ci);
@@ -223,14 +231,17 @@ public:
   void BoundLeftLower(RECT& rc) const;
   // Folds the bottom-left corner (left, bottom) and moves rc so that this
   // corner lands on the folded point.
+  // Both leave rc as it is when the moved rectangle would not fit the
+  // 32-bit range (a rectangle wider or taller than INT_MAX pixels).
   void BoundLeftUpper(RECT& rc) const;
 
   // ---- resolution scaling ----
   // A packed ratio holds the numerator H in the high word and the
   // denominator L in the low word; each value v becomes v*H/L in 64 bits,
   // truncated toward zero (copied when H == L). A zero L counts as 1.
-  // Then param is negated when negate is set. TRUE when a ratio differs
-  // from 1 or negate is set.
+  // Then param is negated when negate is set. Results beyond the int range
+  // saturate at INT_MIN / INT_MAX, and negating INT_MIN gives INT_MAX.
+  // TRUE when a ratio differs from 1 or negate is set.
   static BOOL GScaleCycleParams(CYCLEPARAMS* out, const CYCLEPARAMS* in, DWORD resolution, int negate);
   // Width by the x ratio, height by the y ratio, param by the ratio of its
   // axis (x under way 2, else y).

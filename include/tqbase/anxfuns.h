@@ -29,6 +29,8 @@ TQBASE_API DWORD AnxFloatToDWORD(double value, BOOL bRound);
 // less gives a whole number). The fraction keeps its trailing zeros
 // ("1.50" for 1.5 with two digits); a fraction that rounds away gives the
 // whole number alone ("2" for 1.999 with two digits); -0.5 shows as "-0.5".
+// AnxFloatToInt's rule in 64 bits: values beyond 2^63 (infinities too)
+// show as the 64-bit limits, NaN shows as "0".
 TQBASE_API CString AnxFloatPrecisionString(double value, int digits, BOOL bRound);
 // AnxFloatPrecisionString read back as a double.
 TQBASE_API double AnxFloatPrecision(double value, int digits, BOOL bRound);

@@ -152,7 +152,8 @@ public:
 
 // Double-to-pixel conversion with a caller-given precision: the value is
 // moved by precision away from zero, then nudged and truncated. Precision
-// 0.5 rounds half away from zero, 0.0 truncates.
+// 0.5 rounds half away from zero, 0.0 truncates. A moved value that is NaN
+// or beyond the 32-bit range gives INT_MIN (0x80000000), as tqNudgeTrunc.
 class TQBASE_API CPrecise {
 public:
   static int PreciseInt(double value, double precision) {

@@ -10,6 +10,14 @@
 //  - angles are in radians; the tolerance is 1e-10 with strict bounds, except
 //    CanInverseCalc, which tests the determinant against exactly 0.0;
 //  - points mapped to integers go through CPrecise (0.5: nearest pixel).
+// Non-finite numbers, a rule of this library: the double forms compute in
+// IEEE arithmetic, so NaN and infinities pass through products and maps
+// (a matrix holding one maps points to NaN or infinities); the integer
+// forms give INT_MIN (0x80000000) for a coordinate that is NaN or beyond
+// the 32-bit range, as CPrecise does; the float forms and operator XFORM
+// round to the nearest float, beyond the float range to an infinity of the
+// value's sign. The inverses and the factorisation refuse what has no
+// finite result (see each).
 //
 // Frames: design ("flower") space and view space, each with an F and a V
 // variant that differ in which half of a packed resolution is the
@@ -52,14 +60,18 @@ struct TQBASE_API TransMatrix {
   // is non-zero, -1 when the two are the same transform.
   int OnlyOffset(const TransMatrix& other, POINTD* offset) const;
 
-  // In-place 2-D inverse; FALSE (matrix unchanged) when |det| < 1e-10.
+  // In-place 2-D inverse; FALSE (matrix unchanged) when |det| < 1e-10, when
+  // det is NaN or infinite, or when an entry of the inverse would not be
+  // finite (a NaN or infinite offset, or an overflow).
   BOOL InverseMatrix();
   BOOL InverseMatrix(const TransMatrix& source);
   static BOOL InverseMatrix(TransMatrix& out, const TransMatrix& source);
   // n x n row-major inverse in place, Gauss-Jordan with full pivoting (the
   // first maximum in row-major order wins a tie). FALSE when a pivot is
   // within 1e-10 of 0 (the matrix is then partly reduced), for a null
-  // matrix, n < 1, or a scratch allocation that fails.
+  // matrix, n < 1, or a scratch allocation that fails; also for an entry
+  // that is not finite (the matrix unchanged) and for an inverse that
+  // overflows (the matrix then holds it).
   static BOOL InverseMatrix(double* matrix, int n);
   // Copies n*n doubles from source into out, then inverts out.
   static BOOL InverseMatrix(double* out, const double* source, int n);
@@ -137,7 +149,8 @@ public:
 
   // Backward maps, solved directly from the matrix (no inverse is formed).
   // A zero determinant asserts and yields infinities or NaN; test
-  // CanInverseCalc first.
+  // CanInverseCalc first: TRUE when the determinant is a finite number other
+  // than exactly 0.0.
   BOOL CanInverseCalc() const;
   void InverseCalcPoint(double& x, double& y) const;
   void InverseCalcPoint(float& x, float& y) const;
@@ -170,7 +183,8 @@ public:
 
   // Factors this shear-free transform into scale x move x rotate: a scaling
   // about p1, a translation and a rotation about p2. FALSE, writing nothing,
-  // for null outputs, a singular or sheared matrix, or a vanishing m22.
+  // for null outputs, a singular or sheared matrix, a vanishing m22, a
+  // transform or point that is not finite, or factors that overflow.
   BOOL Resolution(const POINTD& p1, const POINTD& p2, ATransform* scale, ATransform* move,
                   ATransform* rotate) const;
 

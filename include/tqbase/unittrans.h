@@ -10,10 +10,18 @@
 // pixels for sizes). Every function asserts that g_Flags' default units are
 // set. Nothing here reports through g_Error.
 //
-// Pixel conversions need a resolution; one of 0 or less falls back to
-// g_Flags.dDefRes in g_Flags.ResUnit when that is above 0, else to 600 in
-// unit 3 (dots per millimetre); 600 goes with unit 3 on purpose, whatever
-// unit the caller passed.
+// Pixel conversions need a resolution; one of 0 or less (or one that is
+// not a finite number) falls back to g_Flags.dDefRes in g_Flags.ResUnit
+// when that is a finite number above 0, else to 600 in unit 3 (dots per
+// millimetre); 600 goes with unit 3 on purpose, whatever unit the caller
+// passed.
+//
+// Non-finite values, a rule of this library: the conversions compute in
+// IEEE arithmetic, so a NaN or infinite value comes out NaN or infinite
+// (and a finite one may overflow to an infinity); the whole-number forms
+// (ToNDPI, ToNPIXEL, bInteger) follow AnxFloatToInt: beyond the 32-bit
+// range they saturate, NaN gives 0. In the comparisons NaN equals nothing
+// and lies in no range (RightRes clamps it to the lower limit).
 #ifndef TQBASE_UNITTRANS_H
 #define TQBASE_UNITTRANS_H
 
@@ -53,7 +61,7 @@ TQBASE_API double ConvertSize(double value, int fromUnit, int toUnit, double res
 // per inch, 1/25.4 dot per millimetre, and so on per unit.
 TQBASE_API double DefResPrecision(int resUnit = RESUNIT_DEFAULT);
 TQBASE_API BOOL EqualDPI(double a, double b);    // |a - b| < 1
-TQBASE_API BOOL EqualNDPI(double a, double b);   // both round to one integer
+TQBASE_API BOOL EqualNDPI(double a, double b);   // both round to one integer (NaN: never)
 TQBASE_API BOOL EqualDPMM(double a, double b);   // |a - b| <= DefResPrecision(3)
 TQBASE_API BOOL EqualRes(double a, double b, int resUnit = RESUNIT_DEFAULT, BOOL bInteger = FALSE);
 // value within the resolution limits (and above 0).
@@ -76,14 +84,17 @@ public:
   CUnitTrans() : dMM(0), dDPMM(0) {}
 
   // dMM from value in sizeUnit at res (the sign of value kept); dDPMM from
-  // res, 0 when res <= 0. Returns IsValid().
+  // res, 0 when res <= 0 or NaN, or when its dots per millimetre are not
+  // finite. Returns IsValid().
   BOOL SetParams(double value, double res, int resUnit = RESUNIT_DEFAULT, int sizeUnit = SIZEUNIT_DEFAULT);
-  // Sets only dDPMM. Returns IsValid().
+  // Sets only dDPMM, as SetParams does. Returns IsValid().
   BOOL SetRes(double res, int resUnit = RESUNIT_DEFAULT);
   // A resolution is held (above 0 and not equal to 0 within tolerance).
   BOOL IsValid() const;
   // The length in sizeUnit: a whole number of pixels when bInteger, else
-  // with at most digits decimals, rounded. 0 when not valid.
+  // with at most digits decimals, rounded. 0 when not valid. A length that
+  // is not finite follows AnxFloatToInt and AnxFloatPrecision (NaN gives
+  // 0, infinities saturate).
   double GetValue(int sizeUnit = SIZEUNIT_DEFAULT, int digits = 2, BOOL bInteger = FALSE) const;
 
   double dMM;    // the length in millimetres (signed)
@@ -92,7 +103,9 @@ public:
 
 // ---- zoom steps ----
 // The view scale moves along one ladder: whole ratios 1..100 above 1:1 and
-// whole reciprocals 1/2 .. 1/20000 below it. Each step replaces ratio.
+// whole reciprocals 1/2 .. 1/20000 below it. Each step replaces ratio. A
+// ratio that is NaN, 0 or less, or within 1e-10 of 0 counts as 1 first;
+// +infinity counts as above 100.
 //
 // Zoom in: up by whole numbers to 100; below 1:1 by steps of 1 down to
 // 1/11 and of a sixth of the reciprocal above that.
