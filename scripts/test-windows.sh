@@ -32,11 +32,21 @@ wine32=$(command -v wine32 || echo /usr/lib/wine/wine)
 # A throw-away prefix, no debug chatter, no Mono or Gecko installers.
 WINEPREFIX=$(mktemp -d -t tqbase-wine.XXXXXX)
 export WINEPREFIX WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
+wineserver=$(command -v wineserver || echo "$(dirname "$wine64")/wineserver")
 cleanup() {
-  "$(dirname "$wine64")/wineserver" -k 2>/dev/null || true
+  "$wineserver" -k 2>/dev/null || true
   rm -rf "$WINEPREFIX"
 }
 trap cleanup EXIT
+trap 'exit 130' INT TERM  # through the EXIT trap
+# One wine session for the whole run: a persistent server, and the prefix
+# set up by wineboot, which starts wine's system processes (services.exe
+# and others). They must start here, on /dev/null: started by a test
+# program they would inherit its output pipe and hold it open, and ctest
+# would wait for that test until its time-out. Without a persistent server
+# every program that finds none starts them anew, seconds each.
+"$wineserver" -p </dev/null >/dev/null 2>&1
+"$wine64" wineboot --init </dev/null >/dev/null 2>&1 || true
 
 echo "== Windows x86-64: build (MinGW-w64, warnings as errors)"
 cmake -S . -B build-win64 -DCMAKE_TOOLCHAIN_FILE=cmake/toolchain-mingw-x86_64.cmake \
@@ -47,10 +57,12 @@ cmake --build build-win64 -j"$jobs"
 ls -l build-win64/bin/tqbase.dll build-win64/tqbase/libtqbase.dll.a build-win64/bin/tqbase.exe
 
 echo "== Windows x86-64: tests under wine64"
-ctest --test-dir build-win64 --output-on-failure -j"$jobs" --timeout 600
+ctest --test-dir build-win64 --output-on-failure -j"$jobs" --timeout 300
 
 echo "== Linux library and stream writer (build/)"
-if [[ ! -f build/CMakeCache.txt ]]; then
+if [[ -f build/CMakeCache.txt ]]; then
+  cmake -S . -B build >/dev/null  # with its cached settings; finds new sources
+else
   scripts/setup.sh
   cmake -S . -B build -DTQBASE_WERROR=ON -DTQBASE_BUILD_TESTS=ON -DTQBASE_BUILD_TOOLS=ON \
     -DTQBASE_BUILD_BENCH=ON >/dev/null
@@ -95,7 +107,7 @@ if [[ -x $wine32 ]]; then
     -DCMAKE_CROSSCOMPILING_EMULATOR="$wine32" -DTQBASE_WERROR=ON -DTQBASE_BUILD_TESTS=ON \
     -DTQBASE_BUILD_TOOLS=ON >/dev/null
   cmake --build build-win32-tests -j"$jobs"
-  ctest --test-dir build-win32-tests --output-on-failure -j"$jobs" --timeout 600
+  ctest --test-dir build-win32-tests --output-on-failure -j"$jobs" --timeout 300
 else
   echo "test-windows: wine32 is not installed and no i386 package of it can be had here: the 32-bit" \
     "tests are not run (scripts/cross-windows.sh builds the 32-bit DLL warning-free)"

@@ -159,10 +159,15 @@ TEST(Streams, Lzw) {
   for (const Bytes& packed : Lines(401, 1, 1)) inputs.push_back(packed);  // as packed 1-bit rows look
   for (const Bytes& in : inputs) {
     const unsigned long n = (unsigned long)in.size();
-    if (n < 4) continue;  // inputs of 1 to 3 bytes are refused
     Bytes z(2 * n + 64), back(n + 6);
     unsigned long len = 0, got = 0;
-    ASSERT_EQ(ACompress::Comp_LZW(in.data(), n, z.data(), (unsigned long)z.size(), len), 1) << n;
+    // Short inputs that do not compress overflow the coder's code array of
+    // 3n/2 codes (1 to 3 bytes always): an empty record, on every platform.
+    if (!ACompress::Comp_LZW(in.data(), n, z.data(), (unsigned long)z.size(), len)) {
+      ASSERT_LT(n, 8u);
+      file.Add(nullptr, 0);
+      continue;
+    }
     ASSERT_EQ(ACompress::UnComp_LZW(z.data(), len, back.data(), (unsigned long)back.size(), got), 1) << n;
     ASSERT_EQ(got, n);
     ASSERT_TRUE(std::equal(in.begin(), in.end(), back.begin())) << n;
