@@ -6,8 +6,10 @@
 # lists, one line per overload (the same signature spells its types
 # differently on the two systems: DWORD is unsigned int on LP64 Linux and
 # unsigned long on Windows). Left out on both sides: the C++ runtime's own
-# template code (std::, __gnu_cxx::) and run-time type names, which each
-# compiler emits as it needs. The Windows calls that winport.h supplies off
+# template code (std::, __gnu_cxx::), run-time type names, which each
+# compiler emits as it needs, and the resolvers of functions GCC builds
+# for several instruction sets (target_clones), which it exports whatever
+# their visibility. The Windows calls that winport.h supplies off
 # Windows (GlobalAlloc, IntersectRect, ...) are the system's on Windows:
 # they must be exported by the Linux library and not by the DLL.
 # Exit status 1 when the interfaces differ.
@@ -28,7 +30,8 @@ keep_interface() {
   grep -Ev '^(std::|__gnu_cxx::|typeinfo|__cxa|__gxx)|(^| )(std|__gnu_cxx)::' || true
 }
 
-nm -D --defined-only "$so" | awk 'NF >= 3 {print $3}' | c++filt | keep_interface | strip_params | sort > "$work/linux"
+nm -D --defined-only "$so" | awk 'NF >= 3 {print $3}' | c++filt | grep -v ' \[clone \.resolver\]$' |
+  keep_interface | strip_params | sort > "$work/linux"
 "$objdump" -p "$dll" | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/p' | tail -n +2 | awk '/^[[:space:]]*\[/ {print $NF}' |
   c++filt | keep_interface | strip_params | sort > "$work/windows"
 

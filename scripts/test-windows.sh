@@ -39,14 +39,17 @@ cleanup() {
 }
 trap cleanup EXIT
 trap 'exit 130' INT TERM  # through the EXIT trap
-# One wine session for the whole run: a persistent server, and the prefix
-# set up by wineboot, which starts wine's system processes (services.exe
-# and others). They must start here, on /dev/null: started by a test
-# program they would inherit its output pipe and hold it open, and ctest
-# would wait for that test until its time-out. Without a persistent server
-# every program that finds none starts them anew, seconds each.
+# One wine session for the whole run: a persistent server, the prefix set
+# up by wineboot, which starts wine's system processes (services.exe and
+# others), and a desktop (explorer /desktop) kept for the whole run. They
+# must start here, on /dev/null: a desktop started by a test program (the
+# library loads user32) inherits the program's output pipe and holds it
+# open until it exits idle, twenty seconds later, and ctest waits as long
+# for every test program. Without a persistent server every program that
+# finds none starts the system processes anew.
 "$wineserver" -p </dev/null >/dev/null 2>&1
 "$wine64" wineboot --init </dev/null >/dev/null 2>&1 || true
+"$wine64" explorer /desktop </dev/null >/dev/null 2>&1 &
 
 echo "== Windows x86-64: build (MinGW-w64, warnings as errors)"
 cmake -S . -B build-win64 -DCMAKE_TOOLCHAIN_FILE=cmake/toolchain-mingw-x86_64.cmake \
@@ -56,8 +59,34 @@ cmake -S . -B build-win64 -DCMAKE_TOOLCHAIN_FILE=cmake/toolchain-mingw-x86_64.cm
 cmake --build build-win64 -j"$jobs"
 ls -l build-win64/bin/tqbase.dll build-win64/tqbase/libtqbase.dll.a build-win64/bin/tqbase.exe
 
+# Runs the suites of a cross build under wine (one ctest entry per test
+# program), then sums up their GoogleTest results and names every skipped
+# test with its reason.
+run_suites() {
+  local dir=$1 log=$1/ctest-wine.log status=0
+  ctest --test-dir "$dir" -V -j"$jobs" --timeout 300 > "$log" 2>&1 || status=$?
+  grep -E '^ *[0-9]+/[0-9]+ Test +#' "$log" || true
+  sed -E 's/^[0-9]+: //' "$log" | awk '
+    /^\[  PASSED  \] [0-9]+ tests?\./ { passed += $4 }
+    /^\[  FAILED  \] [0-9]+ tests?,/ { failed += $4 }
+    /^\[  SKIPPED \] [0-9]+ tests?,/ { skipped += $4 }
+    /^\[ RUN      \]/ { name = $4; why = ""; inskip = 0 }
+    /: Skipped$/ { inskip = 1; next }
+    inskip && /^\[  SKIPPED \]/ { reasons[name] = why; inskip = 0 }
+    inskip { why = why (why == "" ? "" : " ") $0 }
+    END {
+      printf "GoogleTest under wine: %d passed, %d failed, %d skipped\n", passed, failed, skipped
+      for (n in reasons) printf "  skipped %s: %s\n", n, reasons[n]
+    }'
+  if ((status != 0)); then
+    sed -E 's/^[0-9]+: //' "$log" | grep -E -B2 -A12 '(Failure|\[  FAILED  \] [A-Z]|\*\*\*Timeout|\*\*\*Failed)' | head -300
+  fi
+  grep -E 'tests passed|tests failed' "$log" || true
+  return $status
+}
+
 echo "== Windows x86-64: tests under wine64"
-ctest --test-dir build-win64 --output-on-failure -j"$jobs" --timeout 300
+run_suites build-win64
 
 echo "== Linux library and stream writer (build/)"
 if [[ -f build/CMakeCache.txt ]]; then
@@ -71,6 +100,9 @@ cmake --build build -j"$jobs" --target tqbase test_streams
 
 echo "== same interface: exports of tqbase.dll and libtqbase.so"
 scripts/compare-exports.sh build/tqbase/libtqbase.so build-win64/bin/tqbase.dll
+if [[ -f build-win32/bin/tqbase.dll ]]; then  # the 32-bit DLL of scripts/cross-windows.sh
+  OBJDUMP=i686-w64-mingw32-objdump scripts/compare-exports.sh build/tqbase/libtqbase.so build-win32/bin/tqbase.dll
+fi
 
 echo "== same bytes: every stream format written by both builds"
 streams=$(mktemp -d -t tqbase-streams.XXXXXX)
@@ -107,7 +139,7 @@ if [[ -x $wine32 ]]; then
     -DCMAKE_CROSSCOMPILING_EMULATOR="$wine32" -DTQBASE_WERROR=ON -DTQBASE_BUILD_TESTS=ON \
     -DTQBASE_BUILD_TOOLS=ON >/dev/null
   cmake --build build-win32-tests -j"$jobs"
-  ctest --test-dir build-win32-tests --output-on-failure -j"$jobs" --timeout 300
+  run_suites build-win32-tests
 else
   echo "test-windows: wine32 is not installed and no i386 package of it can be had here: the 32-bit" \
     "tests are not run (scripts/cross-windows.sh builds the 32-bit DLL warning-free)"
