@@ -417,7 +417,7 @@ TEST(ACompressLzwPlain, DecodersMatchOnRealAndDamagedStreams) {
     // Strictly shorter than the compressor's buffer; 6 spare bytes in the decoder's.
     ASSERT_EQ(FastComp(s, z.len).ok, 0);
     ASSERT_EQ(FastComp(s, z.len + 1), z);
-    ASSERT_EQ(FastUnComp(z.bytes, n + 6), (Outcome{1, n, s})) << AsCode("s", s);
+    ASSERT_EQ(FastUnComp(z.bytes, n + 6), (Outcome{1, (ulong)n, s})) << AsCode("s", s);
     ASSERT_EQ(FastUnComp(z.bytes, n + 5).ok, 0);
     Bytes damaged = z.bytes;
     if (iter % 4) damaged.resize(rng() % (z.len + 1));

@@ -498,9 +498,9 @@ TEST(ACycleClip, BadArgumentsAndLimits) {
   EXPECT_EQ(ACycle::GCycleSituation(&run, &pieces, nullptr, nullptr, &zero), 0);
   EXPECT_EQ(pieces.GetSize(), 0);  // emptied
   // Off: the one copy, wherever it is.
-  const RECT far = {1000, 1000, 1010, 1010};
+  const RECT distant = {1000, 1000, 1010, 1010};
   const POINT q = Pt(1005, 1001);
-  ASSERT_EQ(ACycle::GCycleSituation(&q, out, &far, &off), 1);
+  ASSERT_EQ(ACycle::GCycleSituation(&q, out, &distant, &off), 1);
   EXPECT_TRUE(out[0].x == 5 && out[0].y == 1);
   RECT a = {0, 0, 3, 3}, b = {10, 3, 12, 5};  // meets the copy at (10, 3)
   EXPECT_FALSE(ACycle::GIsIntersectant(&a, &b, &off));

@@ -238,6 +238,10 @@ TEST(ColorEngine, DefaultProfilesSeparateAndFailuresKeepThePrevious) {
   ARGBToCMYK e;
   BYTE cmyk[4];
   EXPECT_FALSE(e.ConvertColor(RGB(1, 2, 3), cmyk));  // nothing loaded
+#ifndef TQTEST_HAVE_LCMS2
+  EXPECT_FALSE(e.Init());
+  GTEST_SKIP() << "the library is built without Little CMS (no build of it for this platform): " << LastError();
+#endif
   if (!e.Init()) GTEST_SKIP() << "no default CMYK profile here: " << LastError();
   ASSERT_TRUE(e.IsReady());
   EXPECT_FALSE(e.GetCmykProfileName().IsEmpty());

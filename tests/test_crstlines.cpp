@@ -377,15 +377,15 @@ TEST(CRstLinesScan, PolygonSets) {
   CRstLines::Delete(united);
 
   // Polygons far apart give one piece per band.
-  POINT far[] = {{0, 0}, {3, 0}, {3, 3}, {100, 50}, {103, 50}, {103, 53}};
+  POINT apart[] = {{0, 0}, {3, 0}, {3, 3}, {100, 50}, {103, 50}, {103, 53}};
   int fc[] = {3, 3};
-  CRasterArray* two = CRstLines::CreateRasterArray(far, fc, 2, 2, 0);
+  CRasterArray* two = CRstLines::CreateRasterArray(apart, fc, 2, 2, 0);
   ASSERT_NE(two, nullptr);
   EXPECT_EQ(two->GetSize(), 2);
   EXPECT_TRUE(Banded(two));
   CRstLines::Delete(two);
   int bad[] = {3, 0};
-  EXPECT_EQ(CRstLines::CreateRasterArray(far, bad, 2, 1, 0), nullptr);
+  EXPECT_EQ(CRstLines::CreateRasterArray(apart, bad, 2, 1, 0), nullptr);
 
   // Filled one by one, a set is the union of its polygons, whatever their
   // kind (rectangles, monotone outlines, others take different paths).
@@ -556,12 +556,12 @@ TEST(CRstLinesBoolean, UnionAndDifferenceInPlace) {
       const PixelSet s = Pixels(shape.GetData());
       const bool add = step < 4 || rng() % 4 != 0;
       const RECT sb = shape.GetBox();
-      std::vector<std::pair<const RSRLINE*, PixelSet>> far;
+      std::vector<std::pair<const RSRLINE*, PixelSet>> distant;
       if (region.GetData())
         for (const RSRLINE* p : *region.GetData())
           if (p->rcBox.right + 1 < sb.left || sb.right + 1 < p->rcBox.left || p->rcBox.bottom + 1 < sb.top ||
               sb.bottom + 1 < p->rcBox.top)
-            far.push_back({p, Pixels(p)});
+            distant.push_back({p, Pixels(p)});
       int code;
       switch (rng() % 3) {
         case 0: code = region.Add(shape.GetData()->GetAt(0), add, nullptr); break;
@@ -579,9 +579,9 @@ TEST(CRstLinesBoolean, UnionAndDifferenceInPlace) {
       ASSERT_EQ(total, model.size()) << where << ": pieces overlap";
       const RECT box = region.GetBox(), want = CRstLines::GetBox(region.GetData());
       ASSERT_TRUE(EqualRect(&box, &want)) << where;
-      for (auto& f : far) {
+      for (auto& f : distant) {
         const CRasterArray* arr = region.GetData();
-        ASSERT_TRUE(arr && std::find(arr->begin(), arr->end(), f.first) != arr->end()) << where << ": a far piece was replaced";
+        ASSERT_TRUE(arr && std::find(arr->begin(), arr->end(), f.first) != arr->end()) << where << ": a distant piece was replaced";
         ASSERT_EQ(Pixels(f.first), f.second) << where;
       }
     }

@@ -67,18 +67,30 @@ TEST(ErrorInfo, SystemTexts) {
   EXPECT_EQ(e.SetLastErrorFromSystem(0ul), 1);
   EXPECT_FALSE(e.IsError());
 
-  e.SetLastErrorFromSystem((unsigned long)ENOENT);
+  // The system's codes: Win32 error codes on Windows, errno values elsewhere.
+#ifdef _WIN32
+  const unsigned long kNoFile = ERROR_FILE_NOT_FOUND, kDenied = ERROR_ACCESS_DENIED;
+#else
+  const unsigned long kNoFile = ENOENT, kDenied = EACCES;
+#endif
+  e.SetLastErrorFromSystem(kNoFile);
   EXPECT_TRUE(e.IsError());
   EXPECT_FALSE(e.strError.IsEmpty());
   EXPECT_EQ(e.strError.Find("System Error"), -1);
+  EXPECT_STRNE(e.strError, CErrorInfo::TransSystemErrorCodeToString(kDenied));
 
   e.SetLastErrorFromSystem(987654ul);
   EXPECT_STREQ(e.strError, "System Error (code:987654)");
   EXPECT_STREQ(CErrorInfo::TransSystemErrorCodeToString(0), "");
 
-  errno = EACCES;
+  // The calling thread's last error.
+#ifdef _WIN32
+  ::SetLastError(kDenied);
+#else
+  errno = (int)kDenied;
+#endif
   e.SetLastErrorFromSystem();
-  EXPECT_STREQ(e.strError, CErrorInfo::TransSystemErrorCodeToString(EACCES));
+  EXPECT_STREQ(e.strError, CErrorInfo::TransSystemErrorCodeToString(kDenied));
 }
 
 TEST(ErrorInfo, CopiesCarryFlagAndText) {

@@ -227,8 +227,8 @@ TEST(CRstLinesMorphology, Edges) {
   edge.Create(RECT{INT_MAX - 3, 0, INT_MAX, 2});
   EXPECT_EQ(CRstLines::ExpandRaster(edge.GetData(), 5), nullptr);
   EXPECT_NE(LastError().find("coordinate range"), std::string::npos);
-  Result near(CRstLines::ExpandRaster(edge.GetData(), 1));
-  EXPECT_TRUE(near.arr && CRstLines::GetBox(near.arr).right == INT_MAX);
+  Result edgeGrown(CRstLines::ExpandRaster(edge.GetData(), 1));
+  EXPECT_TRUE(edgeGrown.arr && CRstLines::GetBox(edgeGrown.arr).right == INT_MAX);
   Result huge(CRstLines::ContractRaster(edge.GetData(), 1000000000));
   EXPECT_TRUE(huge.arr && huge.arr->GetSize() == 0);
   EXPECT_EQ(CRstLines::ExpandRaster(dot.GetData(), 1000000000), nullptr);

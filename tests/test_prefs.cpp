@@ -1,16 +1,19 @@
 // test_prefs.cpp - preferences and paths: AGFLAGS defaults and both stored
 // forms (round trips of every field, the written file byte for byte, key
 // order, garbage, missing and unwritable files), the INI reader and writer,
-// the document file helpers, CAppPath and AEnvObj.
+// the document file helpers, CAppPath and AEnvObj. The system facts are
+// checked against the system's own calls on each platform.
 #include <gtest/gtest.h>
 
 #include <tqbase/tqbase.h>
 
 #include "test_support.h"
 
+#ifndef _WIN32
 #include <dlfcn.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#endif
 
 #include <cmath>
 #include <cstdlib>
@@ -25,11 +28,40 @@ namespace fs = std::filesystem;
 
 namespace {
 
+void SetEnv(const char* name, const char* value) {
+#ifdef _WIN32
+  _putenv((std::string(name) + "=" + value).c_str());
+#else
+  setenv(name, value, 1);
+#endif
+}
+
+void UnsetEnv(const char* name) {
+#ifdef _WIN32
+  _putenv((std::string(name) + "=").c_str());  // an empty value removes the variable
+#else
+  unsetenv(name);
+#endif
+}
+
+// path with '/' turned into the platform's separator.
+std::string Native(std::string path) {
+  for (char& c : path)
+    if (c == '/') c = TQ_PATH_SEPARATOR;
+  return path;
+}
+
 // A fresh directory under the temporary directory, removed afterwards.
 struct TempDir {
   std::string path = [] {
-    std::string tmpl = (fs::temp_directory_path() / "tqprefs.XXXXXX").string();
-    return std::string(mkdtemp(&tmpl[0]) ? tmpl : "");
+    std::random_device seed;
+    std::mt19937 rng(seed());
+    for (int attempt = 0; attempt < 100; ++attempt) {
+      const fs::path p = fs::temp_directory_path() / ("tqprefs." + std::to_string(rng()));
+      std::error_code ec;
+      if (fs::create_directory(p, ec)) return p.string();
+    }
+    return std::string();
   }();
   ~TempDir() {
     std::error_code ec;
@@ -358,18 +390,29 @@ TEST_F(PrefsTest, ProfilePathDefaults) {
     EXPECT_STREQ(AProfile::GetAppProfilePath(), env);
   }
   std::string saved = env ? env : "";
-  unsetenv("TQBASE_PROFILE");
+  UnsetEnv("TQBASE_PROFILE");
+#ifdef _WIN32
+  // The user's roaming application data.
+  std::string appdata = std::getenv("APPDATA") ? std::getenv("APPDATA") : "";
+  SetEnv("APPDATA", "C:\\Users\\someone\\AppData\\Roaming");
+  EXPECT_STREQ(AProfile::GetAppProfilePath(), "C:\\Users\\someone\\AppData\\Roaming\\Korvel\\tqbase.ini");
+  if (appdata.empty())
+    UnsetEnv("APPDATA");
+  else
+    SetEnv("APPDATA", appdata.c_str());
+#else
   std::string xdg = std::getenv("XDG_CONFIG_HOME") ? std::getenv("XDG_CONFIG_HOME") : "";
-  setenv("XDG_CONFIG_HOME", "/cfg", 1);
+  SetEnv("XDG_CONFIG_HOME", "/cfg");
   EXPECT_STREQ(AProfile::GetAppProfilePath(), "/cfg/Korvel/tqbase.ini");
-  setenv("XDG_CONFIG_HOME", "relative", 1);  // not absolute: ignored
+  SetEnv("XDG_CONFIG_HOME", "relative");  // not absolute: ignored
   std::string p = AProfile::GetAppProfilePath().GetString();
   EXPECT_NE(p.find("/.config/Korvel/tqbase.ini"), std::string::npos) << p;
   if (xdg.empty())
-    unsetenv("XDG_CONFIG_HOME");
+    UnsetEnv("XDG_CONFIG_HOME");
   else
-    setenv("XDG_CONFIG_HOME", xdg.c_str(), 1);
-  if (!saved.empty()) setenv("TQBASE_PROFILE", saved.c_str(), 1);
+    SetEnv("XDG_CONFIG_HOME", xdg.c_str());
+#endif
+  if (!saved.empty()) SetEnv("TQBASE_PROFILE", saved.c_str());
 }
 
 TEST_F(PrefsTest, KeyValueAccess) {
@@ -478,22 +521,32 @@ TEST(DocObj, AtomicWrite) {
   std::string file = dir / "data.bin";
   ASSERT_TRUE(ADocObj::WriteFileAtomic(file.c_str(), "first", 5));
   EXPECT_EQ(ReadAll(file), "first");
+#ifndef _WIN32
+  // The file's permissions stay; through a symbolic link the target is
+  // replaced and the link stays (POSIX files: Windows has neither mode
+  // bits nor links that an ordinary user makes).
   chmod(file.c_str(), 0640);
   ASSERT_TRUE(ADocObj::WriteFileAtomic(file.c_str(), "second!", 7));
   EXPECT_EQ(ReadAll(file), "second!");
   struct stat st;
   ASSERT_EQ(stat(file.c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0640u);
-  // Through a symbolic link: the target is replaced, the link stays.
   std::string link = dir / "link.bin";
   ASSERT_EQ(symlink(file.c_str(), link.c_str()), 0);
   ASSERT_TRUE(ADocObj::WriteFileAtomic(link.c_str(), "third", 5));
   EXPECT_TRUE(fs::is_symlink(link));
   EXPECT_EQ(ReadAll(file), "third");
+  const int kFiles = 2;
+#else
+  // Replacing an existing file.
+  ASSERT_TRUE(ADocObj::WriteFileAtomic(file.c_str(), "second!", 7));
+  EXPECT_EQ(ReadAll(file), "second!");
+  const int kFiles = 1;
+#endif
   ASSERT_TRUE(ADocObj::WriteFileAtomic(file.c_str(), nullptr, 0));
   EXPECT_EQ(ReadAll(file), "");
   // No temporary file left behind.
-  EXPECT_EQ(std::distance(fs::directory_iterator(dir.path), fs::directory_iterator()), 2);
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir.path), fs::directory_iterator()), kFiles);
   std::string nodir = dir / "no/such/dir/file";
   EXPECT_FALSE(ADocObj::WriteFileAtomic(nodir.c_str(), "x", 1));
   EXPECT_NE(LastError().find("no/such/dir"), std::string::npos);
@@ -505,7 +558,7 @@ TEST(DocObj, FilesAndFolders) {
   EXPECT_FALSE(ADocObj::GetTempDirectory(small, sizeof small));
   EXPECT_STREQ(small, "");
   ASSERT_TRUE(ADocObj::GetTempDirectory(temp, sizeof temp));
-  EXPECT_TRUE(temp[std::strlen(temp) - 1] == '/' && ADocObj::DirectoryExists(temp)) << temp;
+  EXPECT_TRUE(temp[std::strlen(temp) - 1] == TQ_PATH_SEPARATOR && ADocObj::DirectoryExists(temp)) << temp;
 
   std::string deep = dir / "a/b/c/", f = dir / "a/file.txt", g = dir / "a/moved.txt";
   EXPECT_TRUE(ADocObj::MakeDirectories(deep.c_str()) && ADocObj::DirectoryExists(deep.c_str()));
@@ -532,10 +585,10 @@ TEST(DocObj, FilesAndFolders) {
 
 TEST(AppPath, DirectoriesHangUnderTheFolder) {
   CAppPath p;
-  ASSERT_TRUE(p.InitFromFolder("/A/B"));
-  EXPECT_STREQ(p.strAppPath, "/A/B/");
-  EXPECT_STREQ(p.strInputPath, "/A/B/Profile/Input/");
-  EXPECT_STREQ(p.strChartProofPath, "/A/B/Chart/ChartProof/");
+  ASSERT_TRUE(p.InitFromFolder(Native("/A/B").c_str()));
+  EXPECT_EQ(p.strAppPath.GetString(), Native("/A/B/"));
+  EXPECT_EQ(p.strInputPath.GetString(), Native("/A/B/Profile/Input/"));
+  EXPECT_EQ(p.strChartProofPath.GetString(), Native("/A/B/Chart/ChartProof/"));
   const char* names[] = {"",        "FMT",    "DRV",       "LIB",     "RPT",    "Profile",   "Config",
                          "Chart",   "Template", "Printer", "Debug",   "Input",  "InputCMYK", "Monitor",
                          "Output",  "Curve",  "NameColor", "InkLevel", "ChartLine", "ChartICC", "ChartProof"};
@@ -543,7 +596,7 @@ TEST(AppPath, DirectoriesHangUnderTheFolder) {
   for (int i = 1; i < APP_PATH_COUNT; ++i) {
     EXPECT_STREQ(CAppPath::GetPathName(i), names[i]);
     std::string path = p.GetPath(i).GetString();
-    std::string tail = std::string("/") + names[i] + "/";
+    std::string tail = Native(std::string("/") + names[i] + "/");
     ASSERT_GE(path.size(), tail.size());
     EXPECT_EQ(path.substr(path.size() - tail.size()), tail) << i;
   }
@@ -551,11 +604,38 @@ TEST(AppPath, DirectoriesHangUnderTheFolder) {
   EXPECT_TRUE(p.GetPath(-1).IsEmpty());
 }
 
-TEST(AppPath, InitFindsTheLibraryFile) {
+// The file of the module that holds function, and the program's file, as
+// the system names them.
+std::string ModuleFileOf(void (*function)()) {
+#ifdef _WIN32
+  HMODULE module = nullptr;
+  if (!GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                          reinterpret_cast<LPCSTR>(function), &module))
+    return std::string();
+  char name[MAX_PATH + 1];
+  const DWORD n = GetModuleFileNameA(module, name, sizeof name);
+  return n > 0 && n < sizeof name ? std::string(name, n) : std::string();
+#else
   Dl_info info;
-  ASSERT_NE(dladdr(reinterpret_cast<void*>(&AnxFloatToInt), &info), 0);
-  std::string lib = info.dli_fname;
-  std::string folder = lib.substr(0, lib.rfind('/') + 1);
+  if (dladdr(reinterpret_cast<void*>(function), &info) == 0 || !info.dli_fname) return std::string();
+  return info.dli_fname;
+#endif
+}
+
+std::string ProgramFile() {
+#ifdef _WIN32
+  char name[MAX_PATH + 1];
+  const DWORD n = GetModuleFileNameA(nullptr, name, sizeof name);
+  return n > 0 && n < sizeof name ? std::string(name, n) : std::string();
+#else
+  return fs::read_symlink("/proc/self/exe").string();
+#endif
+}
+
+TEST(AppPath, InitFindsTheLibraryFile) {
+  std::string lib = ModuleFileOf(reinterpret_cast<void (*)()>(&AnxFloatToInt));
+  ASSERT_FALSE(lib.empty());
+  std::string folder = lib.substr(0, lib.rfind(TQ_PATH_SEPARATOR) + 1);
   CAppPath p;
   EXPECT_TRUE(p.Init(nullptr));
   EXPECT_EQ(std::string(p.strAppPath.GetString()), folder);
@@ -570,8 +650,8 @@ TEST(AppPath, InitFindsTheLibraryFile) {
   CAppPath r;
   EXPECT_TRUE(r.Init(reinterpret_cast<HINSTANCE>(&notAModule)));
   EXPECT_TRUE(g_Error.IsError());
-  std::string exe = fs::read_symlink("/proc/self/exe").string();
-  EXPECT_EQ(std::string(r.strAppPath.GetString()), exe.substr(0, exe.rfind('/') + 1));
+  std::string exe = ProgramFile();
+  EXPECT_EQ(std::string(r.strAppPath.GetString()), exe.substr(0, exe.rfind(TQ_PATH_SEPARATOR) + 1));
   g_Error.ClearError();
 }
 
@@ -601,17 +681,37 @@ TEST(AppPath, CreatePathMakesEveryDirectory) {
 TEST(EnvObj, FactsWithoutADisplay) {
   AEnvObj e;
   EXPECT_TRUE(e.Init(FALSE));
+#ifdef _WIN32
+  // The screen's device capabilities, as the system gives them.
+  HDC dc = GetDC(nullptr);
+  ASSERT_NE(dc, nullptr);
+  EXPECT_EQ(e.nScreenWidth, GetDeviceCaps(dc, HORZRES));
+  EXPECT_EQ(e.nScreenHeight, GetDeviceCaps(dc, VERTRES));
+  EXPECT_EQ(e.nHorzSize, GetDeviceCaps(dc, HORZSIZE));
+  EXPECT_EQ(e.nLogPixelsY, GetDeviceCaps(dc, LOGPIXELSY));
+  ReleaseDC(nullptr, dc);
+  EXPECT_GT(e.dScreenResX, 0.0);
+#else
   // 1920 pixels on 508 mm is 96.0 dpi; 1080 on 286 mm is 95.9, within
   // tolerance of it and so taken as the same.
   EXPECT_TRUE(e.nScreenWidth == 1920 && e.nHorzSize == 508 && e.nScreenHeight == 1080 && e.nVertSize == 286);
   EXPECT_DOUBLE_EQ(e.dScreenResX, 96.0);
   EXPECT_EQ(e.dScreenResY, e.dScreenResX);
+#endif
   EXPECT_EQ(e.osVersion.dwOSVersionInfoSize, 148u);
   EXPECT_EQ(e.osVersion.dwPlatformId, 2u);
   EXPECT_GT(e.osVersion.dwMajorVersion, 0u);
+#ifdef _WIN32
+  SYSTEM_INFO si;
+  GetSystemInfo(&si);
+  EXPECT_EQ(e.sysInfo.dwPageSize, si.dwPageSize);
+  EXPECT_EQ(e.sysInfo.dwNumberOfProcessors, si.dwNumberOfProcessors);
+  EXPECT_EQ(e.sysInfo.dwAllocationGranularity, si.dwAllocationGranularity);
+#else
   EXPECT_NE(std::string(e.osVersion.szCSDVersion).find("Linux"), std::string::npos);
   EXPECT_EQ(e.sysInfo.dwPageSize, (DWORD)sysconf(_SC_PAGESIZE));
   EXPECT_EQ(e.sysInfo.dwNumberOfProcessors, (DWORD)sysconf(_SC_NPROCESSORS_ONLN));
+#endif
   EXPECT_NE(e.sysInfo.dwActiveProcessorMask, 0u);
 
   // A screen whose directions differ keeps them apart.

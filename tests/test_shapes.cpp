@@ -542,8 +542,8 @@ TEST(ShapesGeometry, EllipseParametersBordersPointsAndSections) {
 // ---- bad input --------------------------------------------------------------------------------
 
 TEST(ShapesFailures, BadInputGivesEmptyResultsAndAText) {
-  ATransform far, huge, tall;
-  far.Translation(3e9, 0);
+  ATransform remote, huge, tall;
+  remote.Translation(3e9, 0);
   huge.Scaling(1e8, 1e8, 0, 0);
   tall.Scaling(1, 2e6, 0, 0);
   tall.Rotate(0.3, 0, 0);
@@ -551,8 +551,8 @@ TEST(ShapesFailures, BadInputGivesEmptyResultsAndAText) {
   const POINTD inf[3] = {POINTD(0, 0), POINTD(INFINITY, 0), POINTD(0, 1)};
   const POINT edge[3] = {{INT_MAX - 2, 0}, {INT_MAX, 0}, {INT_MAX - 2, 2}};
   const std::vector<std::pair<std::function<Shape()>, const char*>> cases = {
-      {[&] { return SHAPE(EllipseRasterLine, RECTD(0, 0, 10, 10), far); }, "32-bit"},
-      {[&] { return SHAPE(RectRasterLine, RECT{0, 0, 10, 10}, far); }, "32-bit"},
+      {[&] { return SHAPE(EllipseRasterLine, RECTD(0, 0, 10, 10), remote); }, "32-bit"},
+      {[&] { return SHAPE(RectRasterLine, RECT{0, 0, 10, 10}, remote); }, "32-bit"},
       {[&] { return SHAPE(EllipseRasterLine, RECTD(0, 0, 100, 100), huge); }, "32-bit"},
       {[&] { return SHAPE(RectRasterLine, RECT{0, 0, 100, 100}, huge); }, "32-bit"},
       {[&] { return SHAPE(RectRasterLine, RECT{INT_MAX - 100, 0, INT_MAX, 50}, 0.7); }, "32-bit"},

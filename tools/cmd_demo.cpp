@@ -315,7 +315,7 @@ int RunDemo(const DemoOptions& o) {
   }
   std::string doc = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + std::to_string(W) + "\" height=\"" +
                     std::to_string(H) + "\" viewBox=\"0 0 " + std::to_string(W) + " " + std::to_string(H) + "\">\n" +
-                    "  <image href=\"tile.png\" x=\"0\" y=\"0\" width=\"" + std::to_string(W) + "\" height=\"" +
+                    "  <image href=\"" + tqtool::PictureName("tile.png", 1) + "\" x=\"0\" y=\"0\" width=\"" + std::to_string(W) + "\" height=\"" +
                     std::to_string(H) + "\"/>\n  <path fill=\"none\" stroke=\"#e4002b\" stroke-width=\"" +
                     Number(std::max(1.0, W / 1500.0), 1) + "\" d=\"" + svg.GetPathData().GetString() + "\"/>\n</svg>\n";
   if (!tqtool::WriteFile(dir + "outlines.svg", doc, err)) {
@@ -458,9 +458,14 @@ int RunDemo(const DemoOptions& o) {
     total += t.ms;
   }
   std::printf("  %-34s %10s\n", "total", Number(total, 1).c_str());
-  std::printf("\n  wrote %s: tile.png, repeat-3x3.png, outlines.svg, mask-rle8.tqrl, mask-1bit.raw, mask-lzw.tqlw,\n"
-              "  design-rgb.png and ink-<plane>.png for each plane\n",
-              o.out.c_str());
+  if (tqtool::HavePng())
+    std::printf("\n  wrote %s: tile.png, repeat-3x3.png, outlines.svg, mask-rle8.tqrl, mask-1bit.raw, mask-lzw.tqlw,\n"
+                "  design-rgb.png and ink-<plane>.png for each plane\n",
+                o.out.c_str());
+  else
+    std::printf("\n  wrote %s: tile.pbm, repeat-3x3.pgm, outlines.svg, mask-rle8.tqrl, mask-1bit.raw, mask-lzw.tqlw,\n"
+                "  design-rgb.ppm and ink-<plane>.pgm for each plane (built without libpng: pictures as PNM)\n",
+                o.out.c_str());
   return 0;
 }
 

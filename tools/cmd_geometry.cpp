@@ -323,8 +323,8 @@ void RunCycle(const CycleOptions& o) {
     }
   }
   std::printf("repeat %dx%d param %d way %d %s\n", ci.width, ci.height, ci.param, ci.way, ci.onOff ? "on" : "off");
-  if (clipPtr) std::printf("clip %d,%d,%d,%d (results relative to its top-left corner)\n", clip.left, clip.top,
-                           clip.right, clip.bottom);
+  if (clipPtr) std::printf("clip %d,%d,%d,%d (results relative to its top-left corner)\n", (int)clip.left, (int)clip.top,
+                           (int)clip.right, (int)clip.bottom);
 
   for (const std::string& text : points) {
     int v[2];
@@ -335,12 +335,12 @@ void RunCycle(const CycleOptions& o) {
     POINT p = {v[0], v[1]};
     if (clipPtr == nullptr) {
       POINT f = ACycle::GCalLocalPoint(p.x, p.y, &ci);
-      std::printf("point %d,%d -> %d,%d\n", p.x, p.y, f.x, f.y);
+      std::printf("point %d,%d -> %d,%d\n", (int)p.x, (int)p.y, (int)f.x, (int)f.y);
     } else {
       CArray<POINT> copies;
       int n = ACycle::GCycleSituation(&p, copies, clipPtr, &ci);
-      std::printf("point %d,%d: %d cop%s in the clip\n", p.x, p.y, n, n == 1 ? "y" : "ies");
-      for (const POINT& c : copies) std::printf("  %d,%d\n", c.x, c.y);
+      std::printf("point %d,%d: %d cop%s in the clip\n", (int)p.x, (int)p.y, n, n == 1 ? "y" : "ies");
+      for (const POINT& c : copies) std::printf("  %d,%d\n", (int)c.x, (int)c.y);
     }
   }
 
@@ -370,10 +370,10 @@ void RunCycle(const CycleOptions& o) {
     CArray<RECT> pieces;
     CArray<POINT> offsets;
     int n = ACycle::GCycleSituation(&rc, &pieces, &offsets, clipPtr, &ci);
-    std::printf("rect %d,%d,%d,%d: %d piece%s\n", rc.left, rc.top, rc.right, rc.bottom, n, n == 1 ? "" : "s");
+    std::printf("rect %d,%d,%d,%d: %d piece%s\n", (int)rc.left, (int)rc.top, (int)rc.right, (int)rc.bottom, n, n == 1 ? "" : "s");
     for (int i = 0; i < n; ++i)
-      std::printf("  %d,%d,%d,%d from rect offset %d,%d\n", pieces[i].left, pieces[i].top, pieces[i].right,
-                  pieces[i].bottom, offsets[i].x, offsets[i].y);
+      std::printf("  %d,%d,%d,%d from rect offset %d,%d\n", (int)pieces[i].left, (int)pieces[i].top,
+                  (int)pieces[i].right, (int)pieces[i].bottom, (int)offsets[i].x, (int)offsets[i].y);
   }
 }
 

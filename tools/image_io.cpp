@@ -1,6 +1,8 @@
-// image_io.cpp - PNG (libpng's simplified interface), PGM and text writers.
+// image_io.cpp - PNG (libpng's simplified interface), PNM and text writers.
 // Every file is written beside its target and renamed over it when
 // complete, so that a failure midway leaves the old file as it was.
+// Without libpng the PNG writers write binary PNM (PBM, PGM, PPM) under
+// the name PictureName gives.
 #include "image_io.h"
 
 #include <cctype>
@@ -14,6 +16,10 @@
 #include <png.h>
 #endif
 
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
 namespace tqtool {
 
 bool HavePng() {
@@ -22,6 +28,11 @@ bool HavePng() {
 #else
   return false;
 #endif
+}
+
+std::string PictureName(const std::string& path, int depth) {
+  if (HavePng() || !HasSuffix(path, ".png")) return path;
+  return path.substr(0, path.size() - 4) + (depth == 1 ? ".pbm" : depth == 24 ? ".ppm" : ".pgm");
 }
 
 bool HasSuffix(const std::string& path, const char* suffix) {
@@ -37,9 +48,22 @@ namespace {
 // The name a file is written under before it replaces path.
 std::string Partial(const std::string& path) { return path + ".part"; }
 
+// Renames the written file over path (rename() on Windows refuses to
+// replace an existing file).
+bool Replace(const std::string& from, const std::string& to) {
+#ifdef _WIN32
+  return MoveFileExA(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
+#else
+  return std::rename(from.c_str(), to.c_str()) == 0;
+#endif
+}
+
 bool Commit(const std::string& path, bool ok, std::string& err) {
-  if (ok && std::rename(Partial(path).c_str(), path.c_str()) != 0) {
-    err = "cannot replace " + path + ": " + std::strerror(errno);
+  if (ok && !Replace(Partial(path), path)) {
+    err = "cannot replace " + path;
+#ifndef _WIN32
+    err += std::string(": ") + std::strerror(errno);
+#endif
     ok = false;
   }
   if (!ok) std::remove(Partial(path).c_str());
@@ -69,8 +93,20 @@ bool WritePng(const std::string& path, const Image& im, std::string& err) {
   }
   return Commit(path, true, err);
 #else
-  err = "built without libpng: cannot write " + path;
-  return false;
+  if (im.depth == 24) {
+    char header[64];
+    const int n = std::snprintf(header, sizeof header, "P6\n%u %u\n255\n", (unsigned)im.width, (unsigned)im.height);
+    return WriteFile(PictureName(path, 24), std::string(header, (size_t)n) + std::string(im.pixels.begin(), im.pixels.end()),
+                     err);
+  }
+  if (im.depth < 8) {
+    Image spread = im;
+    const unsigned maxValue = (1u << im.depth) - 1;
+    for (unsigned char& v : spread.pixels) v = (unsigned char)(v * 255u / maxValue);
+    spread.depth = 8;
+    return WritePgm(PictureName(path, 8), spread, err);
+  }
+  return WritePgm(PictureName(path, 8), im, err);
 #endif
 }
 
@@ -101,12 +137,13 @@ bool WritePngBits(const std::string& path, uint32_t width, uint32_t height, cons
   if (!ok) err = "cannot write PNG " + path;
   return Commit(path, ok, err);
 #else
-  (void)width;
-  (void)height;
-  (void)rows;
-  (void)stride;
-  err = "built without libpng: cannot write " + path;
-  return false;
+  // PBM's rows are packed the same way: most significant bit first, 1 black.
+  char header[64];
+  const int n = std::snprintf(header, sizeof header, "P4\n%u %u\n", (unsigned)width, (unsigned)height);
+  std::string bytes(header, (size_t)n);
+  const size_t rowBytes = ((size_t)width + 7) / 8;
+  for (uint32_t y = 0; y < height; ++y) bytes.append(reinterpret_cast<const char*>(rows) + (size_t)y * stride, rowBytes);
+  return WriteFile(PictureName(path, 1), bytes, err);
 #endif
 }
 

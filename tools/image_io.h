@@ -1,5 +1,5 @@
 // image_io.h - the tool's output files: expanded pixel rows written as PNG
-// (when libpng is present) or as binary PGM, and plain files (SVG). Each
+// (when libpng is present) or as binary PNM, and plain files (SVG). Each
 // replaces its target only when written completely.
 #ifndef TQBASE_TOOLS_IMAGE_IO_H
 #define TQBASE_TOOLS_IMAGE_IO_H
@@ -21,7 +21,13 @@ struct Image {
 
 // True when libpng was found at build time.
 bool HavePng();
-// PNG, grey or RGB; levels below 8 bits are spread over 0..255.
+// The file a picture asked for as path (a ".png" name) is written to: path
+// itself with libpng; without it the same name ending in ".pbm" (depth 1),
+// ".ppm" (24) or ".pgm" (other depths), as WritePng and WritePngBits then
+// write binary PNM.
+std::string PictureName(const std::string& path, int depth);
+// PNG (else PNM, see PictureName), grey or RGB; levels below 8 bits are
+// spread over 0..255.
 bool WritePng(const std::string& path, const Image& im, std::string& err);
 // A bilevel picture from packed rows (1 bit per pixel, most significant
 // first, `stride` bytes a row): set bits drawn black on white. Written with

@@ -63,14 +63,24 @@ void Examples(CLI::App* cmd, std::initializer_list<const char*> lines) {
 
 namespace {
 // The library's debug trace (assertions, the leak report, shut-down lines)
-// is for developers: the tool shows it only with TQBASE_TRACE=1.
+// is for developers: the tool shows it on stderr only with TQBASE_TRACE=1.
 void QuietTraceSink(const char*) {}
+void StderrTraceSink(const char* text) {
+  std::fputs(text, stderr);
+  const size_t n = std::strlen(text);
+  if (n > 0 && text[n - 1] != '\n') std::fputc('\n', stderr);
+  std::fflush(stderr);
+}
 }  // namespace
 
 int main(int argc, char** argv) {
   const char* trace = std::getenv("TQBASE_TRACE");
-  if (!trace || std::strcmp(trace, "1") != 0) tqSetTraceSink(&QuietTraceSink);
+  tqSetTraceSink(trace && std::strcmp(trace, "1") == 0 ? &StderrTraceSink : &QuietTraceSink);
   CLI::App app{"tqbase - the tqBase library's command-line tool"};
+  // Options are "--name" or "-n" on every platform; a word that starts
+  // with '/' is a path (CLI11 would take it for an option on Windows).
+  // Set before the commands are added: they inherit it.
+  app.allow_windows_style_options(false);
   app.require_subcommand(1);
   auto& reg = tqtool::Registry();
   std::stable_sort(reg.begin(), reg.end(),

@@ -258,19 +258,9 @@ CString AnxLoadString(HINSTANCE module, UINT id) {
 namespace {
 
 int DefaultDialog(const char* text, UINT type) {
-#ifdef _WIN32
-  int n = MultiByteToWideChar(CP_UTF8, 0, text, -1, nullptr, 0);
-  if (n > 0) {
-    std::wstring w((size_t)n, L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text, -1, &w[0], n);
-    return MessageBoxW(nullptr, w.c_str(), L"tqBase", type);
-  }
-  return IDOK;
-#else
   (void)type;
   tqTrace("%s\n", text);
   return IDOK;
-#endif
 }
 
 void DefaultStatus(const char*) {}

@@ -4,15 +4,14 @@
 // entry and keeps it to the end, text formatting included; readers
 // (GetLastError, IsError, and copies reading their source) take no lock.
 // The lock is recursive, but no operation here re-enters it: the changing
-// operations share the unlocked helper Store.
+// operations share the unlocked helper Store. g_Error itself is defined in
+// tqbase.cpp, ahead of the module's start-up.
 #include "tqbase/errorinfo.h"
 
 #include "tqbase/anxfuns.h"
 
 #include <cstdio>
 #include <cstring>
-
-TQBASE_API CErrorInfo g_Error;
 
 namespace {
 struct CsLock {

@@ -5,7 +5,8 @@
 // destroyed: blocks are recorded during other translation units' static
 // initialisation and the leak report runs at unload, after ordinary statics
 // of this file may already be gone. Each register has its own mutex, so the
-// debug forms may be called from several threads at once.
+// debug forms may be called from several threads at once. g_AGV itself is
+// defined in tqbase.cpp, ahead of the module's start-up.
 #include "tqbase/memorymanage.h"
 
 #include <algorithm>
@@ -216,8 +217,6 @@ struct CsLock {
 const DWORD kWorkBufferSize = 0x300000;
 
 }  // namespace
-
-TQBASE_API AGV g_AGV;
 
 // ---------------------------------------------------------------------------
 // Registers

@@ -7,6 +7,7 @@
 #include <cctype>
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 #ifdef _WIN32
 #include <string.h>
@@ -17,15 +18,36 @@
 
 namespace {
 
-// Each trace text on stderr ends a line, so that a text written without a
-// line break does not run into the next output. Sinks installed with
-// tqSetTraceSink receive the texts exactly as formatted.
+// The default sink: the debugger's output on Windows (the UTF-8 text
+// passed on as UTF-16, so that the Chinese texts reach it intact), stderr
+// elsewhere. Each trace text on stderr ends a line, so that a text written
+// without a line break does not run into the next output. Sinks installed
+// with tqSetTraceSink receive the texts exactly as formatted.
+#ifdef _WIN32
+void DefaultTraceSink(const char* text) {
+  const int n = MultiByteToWideChar(CP_UTF8, 0, text, -1, nullptr, 0);
+  if (n <= 0) {
+    OutputDebugStringA(text);
+    return;
+  }
+  wchar_t small[256];
+  std::wstring large;
+  wchar_t* w = small;
+  if (n > 256) {
+    large.assign((size_t)n, L'\0');
+    w = &large[0];
+  }
+  MultiByteToWideChar(CP_UTF8, 0, text, -1, w, n);
+  OutputDebugStringW(w);
+}
+#else
 void DefaultTraceSink(const char* text) {
   std::fputs(text, stderr);
   const size_t n = std::strlen(text);
   if (n > 0 && text[n - 1] != '\n') std::fputc('\n', stderr);
   std::fflush(stderr);
 }
+#endif
 
 void DefaultAssertHandler(const char* file, int line, const char* expr) {
   tqTrace("%s(%d): assertion failed: %s\n", file ? file : "?", line, expr ? expr : "");

@@ -4,10 +4,16 @@
 // Order matters in this file. The globals below are constructed in the
 // order they are defined and destroyed in reverse; the module loader, the
 // last object of the file, starts the library once they all exist and
-// shuts it down before any of them is destroyed. Objects of other files
-// that start-up touches (g_Error, the memory manager's registers, the
-// trace and assertion hooks, the string tables) are either constructed
-// earlier or created on first use, so start-up finds them ready.
+// shuts it down before any of them is destroyed. Every global that
+// start-up touches and that has a constructor is defined here, because the
+// order in which different files' objects are constructed is the linker's
+// (MinGW runs them in the reverse of ELF's order); the rest (the memory
+// manager's registers, the trace and assertion hooks, the string tables)
+// are constant-initialised or created on first use.
+//
+// In tqbase.dll on Windows, DllMain drives start-up and shut-down instead
+// of the loader: the C runtime constructs the DLL's objects before it calls
+// DllMain for the process attach and destroys them after the detach.
 #include "tqbase/tqbaseapp.h"
 
 #include "tqbase/acompress.h"
@@ -59,8 +65,17 @@ bool StartSockets() {
   return true;
 }
 
+// Set by the detach of a terminating process (DllMain, below): the other
+// threads are gone and other DLLs may be detached already, so shut-down
+// leaves the sockets library to the system.
+bool s_processEnding = false;
+
 void StopSockets() {
   if (!s_ws2) return;
+  if (s_processEnding) {
+    s_ws2 = nullptr;
+    return;
+  }
   auto cleanup = reinterpret_cast<WSACLEANUPPROC>(reinterpret_cast<void*>(GetProcAddress(s_ws2, "WSACleanup")));
   if (cleanup) cleanup();
   FreeLibrary(s_ws2);
@@ -92,8 +107,11 @@ void Step(F&& f) {
 }  // namespace
 
 // ---------------------------------------------------------------------------
-// Exported globals (g_Error is in errorinfo.cpp, g_AGV in memorymanage.cpp)
+// Exported globals. g_Error and g_AGV first: every other object may report
+// into the first and allocate from the second.
 
+TQBASE_API CErrorInfo g_Error;
+TQBASE_API AGV g_AGV;
 TQBASE_API CString g_strAppVersion;
 TQBASE_API AGFLAGS g_Flags;
 TQBASE_API CAppPath g_AppPath;
@@ -226,9 +244,42 @@ CtqBaseApp* tqGetBaseApp() { return &theApp; }
 // when it is unloaded. It must stay the last object defined in this file.
 
 namespace {
+
+#if defined(_WIN32) && !defined(TQBASE_STATIC)
+// Objects built for tqbase.dll: DllMain starts the library. The same
+// objects linked straight into a program (the internal test build) get no
+// DllMain call, so there the loader starts it.
+bool StartedByDllMain() { return tqGetModuleInstance() != reinterpret_cast<HINSTANCE>(GetModuleHandleA(nullptr)); }
+#else
+bool StartedByDllMain() { return false; }
+#endif
+
 struct ModuleLoader {
-  ModuleLoader() { theApp.InitInstance(); }
-  ~ModuleLoader() { theApp.ExitInstance(); }
+  ModuleLoader() {
+    if (!StartedByDllMain()) theApp.InitInstance();
+  }
+  ~ModuleLoader() { theApp.ExitInstance(); }  // nothing when DllMain has shut down already
 };
 ModuleLoader s_moduleLoader;
+
 }  // namespace
+
+#if defined(_WIN32) && !defined(TQBASE_STATIC)
+// Process attach: start-up (a failed start-up, that is the sockets, fails
+// the load). Process detach, whether by FreeLibrary or at the process's
+// end: shut-down and its leak report, before the C runtime destroys the
+// globals. Threads are not followed.
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved) {
+  switch (reason) {
+    case DLL_PROCESS_ATTACH:
+      DisableThreadLibraryCalls(instance);
+      return theApp.InitInstance();
+    case DLL_PROCESS_DETACH:
+      s_processEnding = reserved != nullptr;
+      theApp.ExitInstance();
+      return TRUE;
+    default:
+      return TRUE;
+  }
+}
+#endif

@@ -76,7 +76,10 @@ TQBASE_API CString AnxLoadString(HINSTANCE module, UINT id);
 // setter returns the previous handler; null restores the default.
 
 // Shows text with message-box flags (MB_OK, ...), returns the button.
-// Default: writes the text to the debug trace and returns IDOK.
+// Default, on every platform: writes the text to the debug trace and
+// returns IDOK. The library shows no window of its own (a modal box would
+// stall a process without a desktop, and start-up's message comes while
+// the DLL is being loaded); a Windows host registers its message box.
 typedef int (*ANXDIALOGHANDLER)(const char* text, UINT type);
 // Shows text in the host's status bar. Default: does nothing.
 typedef void (*ANXSTATUSHANDLER)(const char* text);

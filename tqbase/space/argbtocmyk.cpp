@@ -268,12 +268,17 @@ BOOL ARGBToCMYK::ConvertToRGB(const BYTE* cmyk, BYTE* rgb, int count) const {
 
 #else
 
-BOOL ARGBToCMYK::SetProfiles(const char*, const char*, int, BOOL) {
+// Out of memory for the text itself: the failure stands without it.
+BOOL ARGBToCMYK::SetProfiles(const char*, const char*, int, BOOL) try {
   Failed("built without Little CMS: no colour engine");
   return FALSE;
+} catch (const std::bad_alloc&) {
+  return FALSE;
 }
-BOOL ARGBToCMYK::SetProfilesFromMemory(const void*, DWORD, const void*, DWORD, int, BOOL) {
+BOOL ARGBToCMYK::SetProfilesFromMemory(const void*, DWORD, const void*, DWORD, int, BOOL) try {
   Failed("built without Little CMS: no colour engine");
+  return FALSE;
+} catch (const std::bad_alloc&) {
   return FALSE;
 }
 CString ARGBToCMYK::GetRgbProfileName() const { return CString(); }
