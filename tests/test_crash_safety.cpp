@@ -18,7 +18,6 @@
 #include <dirent.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#endif
 
 namespace {
 
@@ -50,12 +49,6 @@ std::string Saved(const std::string& dir, const AGFLAGS& f, const std::string& o
   std::remove(scratch.c_str());
   return s;
 }
-
-}  // namespace
-
-#ifndef _WIN32
-
-namespace {
 
 // A killed save leaves its file aside (name.tmpPID.N) behind: removed here.
 void RemoveLeftovers(const std::string& dir, const std::string& name) {

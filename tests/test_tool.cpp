@@ -271,6 +271,14 @@ TEST(Tool, DemoOutputsAgreeWithEachOther) {
   std::filesystem::remove_all(dir);
 }
 
+#if defined(_WIN32) || !defined(TQTEST_HAVE_PNG)
+
+TEST(Tool, HostileInputFailsCleanly) {
+  GTEST_SKIP() << "the table holds POSIX paths and the PNG reader's messages: a build with libpng on a POSIX host";
+}
+
+#else
+
 // CRC-32 of the PNG chunks, for the hand-made pictures below.
 uint32_t Crc32(const std::string& bytes) {
   uint32_t c = 0xFFFFFFFFu;
@@ -400,6 +408,8 @@ TEST(Tool, HostileInputFailsCleanly) {
   }
   fs::remove_all(dir);
 }
+
+#endif  // hostile input
 
 #else
 
