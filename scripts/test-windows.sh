@@ -39,17 +39,21 @@ cleanup() {
 }
 trap cleanup EXIT
 trap 'exit 130' INT TERM  # through the EXIT trap
-# One wine session for the whole run: a persistent server, the prefix set
-# up by wineboot, which starts wine's system processes (services.exe and
-# others), and a desktop (explorer /desktop) kept for the whole run. They
-# must start here, on /dev/null: a desktop started by a test program (the
-# library loads user32) inherits the program's output pipe and holds it
-# open until it exits idle, twenty seconds later, and ctest waits as long
-# for every test program. Without a persistent server every program that
-# finds none starts the system processes anew.
-"$wineserver" -p </dev/null >/dev/null 2>&1
-"$wine64" wineboot --init </dev/null >/dev/null 2>&1 || true
-"$wine64" explorer /desktop </dev/null >/dev/null 2>&1 &
+# One wine session for the tests: a persistent server, the prefix set up
+# by wineboot, which starts wine's system processes (services.exe and
+# others), and a desktop (explorer /desktop), started just before the tests
+# so that it does not exit idle first. They must start here, on /dev/null:
+# a desktop started by a test program (the library loads user32) inherits
+# the program's output pipe and holds it open until it exits idle, twenty
+# seconds later, and ctest waits as long for every test program. Without a
+# persistent server every program that finds none starts the system
+# processes anew.
+start_wine_session() {
+  "$wineserver" -p </dev/null >/dev/null 2>&1
+  "$wine64" wineboot --init </dev/null >/dev/null 2>&1 || true
+  "$1" explorer /desktop </dev/null >/dev/null 2>&1 &
+  sleep 2
+}
 
 echo "== Windows x86-64: build (MinGW-w64, warnings as errors)"
 cmake -S . -B build-win64 -DCMAKE_TOOLCHAIN_FILE=cmake/toolchain-mingw-x86_64.cmake \
@@ -86,6 +90,7 @@ run_suites() {
 }
 
 echo "== Windows x86-64: tests under wine64"
+start_wine_session "$wine64"
 run_suites build-win64
 
 echo "== Linux library and stream writer (build/)"
@@ -139,6 +144,7 @@ if [[ -x $wine32 ]]; then
     -DCMAKE_CROSSCOMPILING_EMULATOR="$wine32" -DTQBASE_WERROR=ON -DTQBASE_BUILD_TESTS=ON \
     -DTQBASE_BUILD_TOOLS=ON >/dev/null
   cmake --build build-win32-tests -j"$jobs"
+  start_wine_session "$wine32"
   run_suites build-win32-tests
 else
   echo "test-windows: wine32 is not installed and no i386 package of it can be had here: the 32-bit" \

@@ -7,6 +7,7 @@
 #include <cctype>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <string>
 
 #ifdef _WIN32
@@ -30,11 +31,16 @@ void DefaultTraceSink(const char* text) {
     OutputDebugStringA(text);
     return;
   }
-  wchar_t small[256];
+  wchar_t local[256];
   std::wstring large;
-  wchar_t* w = small;
+  wchar_t* w = local;
   if (n > 256) {
-    large.assign((size_t)n, L'\0');
+    try {
+      large.assign((size_t)n, L'\0');
+    } catch (const std::bad_alloc&) {  // a sink throws nothing
+      OutputDebugStringA(text);
+      return;
+    }
     w = &large[0];
   }
   MultiByteToWideChar(CP_UTF8, 0, text, -1, w, n);
