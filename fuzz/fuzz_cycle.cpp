@@ -324,7 +324,7 @@ double Tries(const CYCLEINFO& ci, double ex, double ey) {
 }
 
 // The model's index arithmetic stays far inside 64 bits for copies of
-// (x0, y0) near the clip: the tile index along the stepping axis, times the
+// (x0, y0) closeTo the clip: the tile index along the stepping axis, times the
 // displacement. The margin covers the run or rectangle that widens the box.
 bool ModelFits(const CYCLEINFO& ci, const RECT& clip, i64 x0, i64 y0) {
   if (!On(ci)) return true;
@@ -494,9 +494,9 @@ void CheckFloat(Reader& r) {
   }
   FUZZ_CHECK(std::isfinite(sx) && sx > 0 && std::isfinite(sy) && sy > 0);
   // Rounded half away from zero with the nudge: within a half of the value.
-  auto near = [](int got, double v) { return std::fabs((double)got - v) <= 0.5 + 1e-9; };
-  FUZZ_CHECK(near(out.width, f.width * sx) && near(out.height, f.height * sy) &&
-             near(out.param, f.param * (f.way == 2 ? sx : sy)));
+  auto closeTo = [](int got, double v) { return std::fabs((double)got - v) <= 0.5 + 1e-9; };
+  FUZZ_CHECK(closeTo(out.width, f.width * sx) && closeTo(out.height, f.height * sy) &&
+             closeTo(out.param, f.param * (f.way == 2 ? sx : sy)));
   FUZZ_CHECK(out.onOff == f.onOff && out.way == f.way);
 }
 
