@@ -324,7 +324,7 @@ double Tries(const CYCLEINFO& ci, double ex, double ey) {
 }
 
 // The model's index arithmetic stays far inside 64 bits for copies of
-// (x0, y0) closeTo the clip: the tile index along the stepping axis, times the
+// (x0, y0) near the clip: the tile index along the stepping axis, times the
 // displacement. The margin covers the run or rectangle that widens the box.
 bool ModelFits(const CYCLEINFO& ci, const RECT& clip, i64 x0, i64 y0) {
   if (!On(ci)) return true;
