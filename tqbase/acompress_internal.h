@@ -101,12 +101,16 @@ inline unsigned long ReadRun(const RunFormat& f, const unsigned char* src, unsig
   unsigned long len = 0, n = 0;
   unsigned shift = 0;
   while (pos + n < end && n < maxBytes && (unsigned)(src[pos + n] >> f.keyShift) == key) {
-    unsigned long d = src[pos + n] & f.digitMask;
-    if (d) {
-      if (shift + f.digitBits <= (unsigned)(8 * sizeof(unsigned long) - 1) && len != ~0ul)
-        len += d << shift;
-      else
+    const unsigned long d = src[pos + n] & f.digitMask;
+    if (d && len != ~0ul) {
+      // Saturates only when the digit's bits or the sum leave unsigned
+      // long, whatever its width (32 bits on Windows).
+      const unsigned bits = (unsigned)(8 * sizeof(unsigned long));
+      const unsigned long add = shift < bits ? d << shift : 0;
+      if (shift >= bits || (add >> shift) != d || len + add < len)
         len = ~0ul;
+      else
+        len += add;
     }
     shift += f.digitBits;
     ++n;
