@@ -111,8 +111,8 @@ inline void FastSteps(DecodeState& s, Codes& codes) {
   while (codes.Peek(c)) {
     if (c > next) break;
     const LzwEntry e = dict[c];
+    if (e.length > fastEnd - w) break;  // w <= fastEnd: no wrap, also where ulong has 32 bits
     const ulong wNew = w + e.length;
-    if (wNew > fastEnd) break;
     dst[w] = dst[prevOff];
     CopyBlocks(e.p, dst + w, e.length);
     prevOff = w;
