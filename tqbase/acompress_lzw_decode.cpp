@@ -102,6 +102,7 @@ inline void FastSteps(DecodeState& s, Codes& codes) {
   // A string ending at or below fastEnd leaves room for its last block and
   // for the 6 spare bytes of the capacity rule.
   const ulong fastEnd = s.cap - kBlock;
+  if (s.w >= fastEnd) return;  // from here on w stays at or below fastEnd
   unsigned char* const dst = s.dst;
   LzwEntry* const dict = s.dict;
   ulong w = s.w, prevOff = s.prevOff;
@@ -111,7 +112,7 @@ inline void FastSteps(DecodeState& s, Codes& codes) {
   while (codes.Peek(c)) {
     if (c > next) break;
     const LzwEntry e = dict[c];
-    if (e.length > fastEnd - w) break;  // w <= fastEnd: no wrap, also where ulong has 32 bits
+    if (e.length > fastEnd - w) break;  // no wrap, also where ulong has 32 bits
     const ulong wNew = w + e.length;
     dst[w] = dst[prevOff];
     CopyBlocks(e.p, dst + w, e.length);
