@@ -102,7 +102,10 @@ inline void FastSteps(DecodeState& s, Codes& codes) {
   // A string ending at or below fastEnd leaves room for its last block and
   // for the 6 spare bytes of the capacity rule.
   const ulong fastEnd = s.cap - kBlock;
-  if (s.w >= fastEnd) return;  // from here on w stays at or below fastEnd
+  // From here on w stays at or below fastEnd, and w plus any entry's
+  // length (kNoString included) cannot wrap: only a 32-bit unsigned long
+  // with an output of over 3 GiB leaves all to the general step.
+  if (s.w >= fastEnd || fastEnd > ~(ulong)0 - kNoString) return;
   unsigned char* const dst = s.dst;
   LzwEntry* const dict = s.dict;
   ulong w = s.w, prevOff = s.prevOff;
@@ -112,8 +115,8 @@ inline void FastSteps(DecodeState& s, Codes& codes) {
   while (codes.Peek(c)) {
     if (c > next) break;
     const LzwEntry e = dict[c];
-    if (e.length > fastEnd - w) break;  // no wrap, also where ulong has 32 bits
     const ulong wNew = w + e.length;
+    if (wNew > fastEnd) break;
     dst[w] = dst[prevOff];
     CopyBlocks(e.p, dst + w, e.length);
     prevOff = w;
