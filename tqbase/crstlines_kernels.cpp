@@ -19,9 +19,11 @@
 #include <cstring>
 
 // The sweep is built twice on x86-64 Linux with GCC, for AVX2 and for the
-// baseline, and the loader picks one (bench_region, BM_Combine_Ours).
+// baseline, and the loader picks one (bench_region, BM_Combine_Ours). Not
+// under the sanitizers: the loader runs the picker while relocating, before
+// their runtimes start, and ThreadSanitizer's build of it crashes there.
 #if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && defined(__linux__) && \
-    !defined(__SANITIZE_ADDRESS__)
+    !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 #define TQ_SWEEP_CLONES __attribute__((target_clones("avx2", "default"), flatten))
 #else
 #define TQ_SWEEP_CLONES
