@@ -12,19 +12,7 @@ cd "$(dirname "$0")/.."
 root=$PWD
 jobs=$(nproc)
 
-need=(cmake g++ make googletest libcli11-dev g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix wine64)
-missing=()
-for p in "${need[@]}"; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
-done
-if ((${#missing[@]})); then
-  echo "test-windows: installing ${missing[*]}" >&2
-  sudo_cmd=()
-  if [[ $(id -u) -ne 0 ]]; then sudo_cmd=(sudo); fi
-  export DEBIAN_FRONTEND=noninteractive
-  "${sudo_cmd[@]}" apt-get update -qq
-  "${sudo_cmd[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
-fi
+scripts/setup.sh --windows
 
 wine64=$(command -v wine64 || echo /usr/lib/wine/wine64)
 wine32=$(command -v wine32 || echo /usr/lib/wine/wine)
@@ -97,7 +85,6 @@ echo "== Linux library and stream writer (build/)"
 if [[ -f build/CMakeCache.txt ]]; then
   cmake -S . -B build >/dev/null  # with its cached settings; finds new sources
 else
-  scripts/setup.sh
   cmake -S . -B build -DTQBASE_WERROR=ON -DTQBASE_BUILD_TESTS=ON -DTQBASE_BUILD_TOOLS=ON \
     -DTQBASE_BUILD_BENCH=ON >/dev/null
 fi
