@@ -5,6 +5,7 @@
 #include "tqbase/adocobj.h"
 
 #include "allocfail.h"
+#include "widetext.h"
 
 #include "tqbase/errorinfo.h"
 
@@ -48,28 +49,6 @@ std::wstring Widen(const char* s) {
   w.resize((size_t)n - 1);
   return w;
 }
-// A UTF-8 path as UTF-16 for the wide calls, converted in place for paths
-// of usual length: no allocation, so that looking at or opening a file
-// cannot fail for want of memory where a caller could not tell that from
-// a missing file.
-class WidePath {
-public:
-  explicit WidePath(const char* s) {
-    if (MultiByteToWideChar(CP_UTF8, 0, s, -1, m_buf, kInline) > 0) {
-      m_p = m_buf;
-    } else {
-      m_heap = Widen(s);
-      m_p = m_heap.c_str();
-    }
-  }
-  const wchar_t* c_str() const { return m_p; }
-
-private:
-  static const int kInline = 520;
-  wchar_t m_buf[kInline];
-  std::wstring m_heap;
-  const wchar_t* m_p;
-};
 std::string Narrow(const wchar_t* w) {
   int n = WideCharToMultiByte(CP_UTF8, 0, w, -1, nullptr, 0, nullptr, nullptr);
   if (n <= 0) return std::string();
@@ -82,7 +61,7 @@ std::string Narrow(const wchar_t* w) {
 
 bool IsDir(const char* path) {
 #ifdef _WIN32
-  DWORD a = GetFileAttributesW(WidePath(path).c_str());
+  DWORD a = GetFileAttributesW(tqbase::WideText(path).c_str());
   return a != INVALID_FILE_ATTRIBUTES && (a & FILE_ATTRIBUTE_DIRECTORY);
 #else
   struct stat st;
@@ -147,7 +126,7 @@ BOOL ADocObj::MakeDirectory(const char* path) {
     return g_Error.SetLastError("Cannot create a directory without a name") && FALSE;
   }
 #ifdef _WIN32
-  if (CreateDirectoryW(WidePath(path).c_str(), nullptr)) return TRUE;
+  if (CreateDirectoryW(tqbase::WideText(path).c_str(), nullptr)) return TRUE;
   DWORD err = ::GetLastError();
   if (err == ERROR_ALREADY_EXISTS && IsDir(path)) return TRUE;
   g_Error.SetLastError("Cannot create directory \"%s\": %s", path,
@@ -186,7 +165,7 @@ BOOL ADocObj::MakeDirectories(const char* path) {
 BOOL ADocObj::FileExists(const char* path) {
   if (!path || !*path) return FALSE;
 #ifdef _WIN32
-  DWORD a = GetFileAttributesW(WidePath(path).c_str());
+  DWORD a = GetFileAttributesW(tqbase::WideText(path).c_str());
   return a != INVALID_FILE_ATTRIBUTES && !(a & FILE_ATTRIBUTE_DIRECTORY);
 #else
   struct stat st;
@@ -199,7 +178,7 @@ BOOL ADocObj::DirectoryExists(const char* path) { return path && *path && IsDir(
 BOOL ADocObj::RemoveFile(const char* path) {
   if (!path || !*path) return FALSE;
 #ifdef _WIN32
-  if (DeleteFileW(WidePath(path).c_str())) return TRUE;
+  if (DeleteFileW(tqbase::WideText(path).c_str())) return TRUE;
   DWORD err = ::GetLastError();
   if (err == ERROR_FILE_NOT_FOUND) return TRUE;
   g_Error.SetLastError("Cannot remove \"%s\": %s", path, CErrorInfo::TransSystemErrorCodeToString(err).GetString());
@@ -214,7 +193,8 @@ BOOL ADocObj::RemoveFile(const char* path) {
 BOOL ADocObj::RenameFile(const char* from, const char* to) {
   if (!from || !*from || !to || !*to) return FALSE;
 #ifdef _WIN32
-  if (MoveFileExW(WidePath(from).c_str(), WidePath(to).c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+  if (MoveFileExW(tqbase::WideText(from).c_str(), tqbase::WideText(to).c_str(),
+                  MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
     return TRUE;
   g_Error.SetLastError("Cannot rename \"%s\" to \"%s\": %s", from, to,
                        CErrorInfo::TransSystemErrorCodeToString(::GetLastError()).GetString());
@@ -268,7 +248,7 @@ BOOL ADocObj::ReadFileData(const char* path, CString& data, DWORD maxBytes) {
   data.Empty();
   if (!path || !*path) return g_Error.SetLastError("No file name given") && FALSE;
 #ifdef _WIN32
-  FILE* f = _wfopen(WidePath(path).c_str(), L"rb");
+  FILE* f = _wfopen(tqbase::WideText(path).c_str(), L"rb");
 #else
   FILE* f = std::fopen(path, "rb");
 #endif
@@ -335,7 +315,8 @@ BOOL ADocObj::WriteFileAtomic(const char* path, const void* data, size_t size) {
                            CErrorInfo::TransSystemErrorCodeToString(err).GetString());
       return FALSE;
     }
-    if (!MoveFileExW(wtmp.c_str(), WidePath(path).c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+    if (!MoveFileExW(wtmp.c_str(), tqbase::WideText(path).c_str(),
+                     MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
       err = ::GetLastError();
       DeleteFileW(wtmp.c_str());
       g_Error.SetLastError("Cannot replace \"%s\": %s", path,

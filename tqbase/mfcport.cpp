@@ -7,11 +7,12 @@
 #include <cctype>
 #include <cstdio>
 #include <cstring>
-#include <new>
 #include <string>
 
 #ifdef _WIN32
 #include <string.h>
+
+#include "widetext.h"
 #define strcasecmp _stricmp
 #else
 #include <strings.h>
@@ -26,25 +27,11 @@ namespace {
 // with tqSetTraceSink receive the texts exactly as formatted.
 #ifdef _WIN32
 void DefaultTraceSink(const char* text) {
-  const int n = MultiByteToWideChar(CP_UTF8, 0, text, -1, nullptr, 0);
-  if (n <= 0) {
+  const tqbase::WideText w(text);
+  if (w.ok())
+    OutputDebugStringW(w.c_str());
+  else
     OutputDebugStringA(text);
-    return;
-  }
-  wchar_t local[256];
-  std::wstring large;
-  wchar_t* w = local;
-  if (n > 256) {
-    try {
-      large.assign((size_t)n, L'\0');
-    } catch (const std::bad_alloc&) {  // a sink throws nothing
-      OutputDebugStringA(text);
-      return;
-    }
-    w = &large[0];
-  }
-  MultiByteToWideChar(CP_UTF8, 0, text, -1, w, n);
-  OutputDebugStringW(w);
 }
 #else
 void DefaultTraceSink(const char* text) {
